@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Installs the system packages that building and testing ZetDIP need.
+# Idempotent and non-interactive; asks apt only for what is missing.
+set -euo pipefail
+
+packages=(build-essential cmake ninja-build libgtest-dev libgmock-dev git)
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  SUDO=""
+  [ "$(id -u)" -eq 0 ] || SUDO="sudo"
+  export DEBIAN_FRONTEND=noninteractive
+  $SUDO apt-get update -q
+  $SUDO apt-get install -y -q --no-install-recommends "${missing[@]}"
+fi

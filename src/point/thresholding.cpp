@@ -1,0 +1,106 @@
+#include "point/thresholding.h"
+
+#include "DipThresholding.h"
+
+using namespace zetdip::detail;
+
+bool CDipThresholding::ApplyThresholding(unsigned char* pSrc, unsigned char* pDst,
+                                         int nBitsPerPixel, int nBitsStored, int nWidth,
+                                         int nHeight, int nThreshold) {
+    switch (DepthOf(nBitsStored)) {
+        case Depth::k8:
+            ApplyThresholding8Bits(pSrc, pDst, ChannelsOf(nBitsPerPixel), nWidth, nHeight,
+                                   nThreshold);
+            return true;
+        case Depth::k16:
+            ApplyThresholding16Bits(AsWords(pSrc), AsWords(pDst), nBitsStored, nWidth, nHeight,
+                                    nThreshold);
+            return true;
+        default:
+            return false;
+    }
+}
+
+int CDipThresholding::CalculateThresholdingTHwMD(unsigned char* pSrc, int nBitsPerPixel,
+                                                 int nBitsStored, int nWidth, int nHeight) {
+    switch (DepthOf(nBitsStored)) {
+        case Depth::k8:
+            return CalculateThresholdingTHwMD8Bits(pSrc, ChannelsOf(nBitsPerPixel), nWidth,
+                                                   nHeight);
+        case Depth::k16:
+            return CalculateThresholdingTHwMD16Bits(AsWords(pSrc), nWidth, nHeight);
+        default:
+            return 0;
+    }
+}
+
+int CDipThresholding::CalculateThresholding1(unsigned char* pSrc, int nBitsPerPixel,
+                                             int nBitsStored, int nWidth, int nHeight) {
+    switch (DepthOf(nBitsStored)) {
+        case Depth::k8:
+            return CalculateThresholding1_8Bits(pSrc, ChannelsOf(nBitsPerPixel), nWidth, nHeight);
+        case Depth::k16:
+            return CalculateThresholding1_16Bits(AsWords(pSrc), nWidth, nHeight);
+        default:
+            return 0;
+    }
+}
+
+void CDipThresholding::ApplyThresholding8Bits(unsigned char* pSrc, unsigned char* pDst,
+                                              int nChannels, int nWidth, int nHeight,
+                                              int nThreshold) {
+    Threshold<unsigned char>(pSrc, pDst, LoopCount(nWidth, nHeight, nChannels), nThreshold, 255);
+}
+
+void CDipThresholding::ApplyThresholding16Bits(unsigned short* pSrc, unsigned short* pDst,
+                                               int nBitsStored, int nWidth, int nHeight,
+                                               int nThreshold) {
+    Threshold(pSrc, pDst, LoopCount(nWidth, nHeight), nThreshold, MaxValue16(nBitsStored));
+}
+
+// Colour has no statistics: the 8-bit mean and deviation are 0 for nChannels != 1.
+float CDipThresholding::CalculateMean8Bits(unsigned char* pSrc, int nChannels, int nWidth,
+                                           int nHeight) {
+    return nChannels != 1 ? 0.0f : Mean(pSrc, LoopCount(nWidth, nHeight));
+}
+
+float CDipThresholding::CalculateMean16Bits(unsigned short* pSrc, int nWidth, int nHeight) {
+    return Mean(pSrc, LoopCount(nWidth, nHeight));
+}
+
+float CDipThresholding::CalculateStandardDeviation8Bits(unsigned char* pSrc, int nChannels,
+                                                        int nWidth, int nHeight, float fMean) {
+    return nChannels != 1 ? 0.0f : StandardDeviation(pSrc, LoopCount(nWidth, nHeight), fMean);
+}
+
+float CDipThresholding::CalculateStandardDeviation16Bits(unsigned short* pSrc, int nWidth,
+                                                         int nHeight, float fMean) {
+    return StandardDeviation(pSrc, LoopCount(nWidth, nHeight), fMean);
+}
+
+int CDipThresholding::CalculateThresholdingTHwMD8Bits(unsigned char* pSrc, int nChannels,
+                                                      int nWidth, int nHeight) {
+    const float fMean = CalculateMean8Bits(pSrc, nChannels, nWidth, nHeight);
+    return ThresholdFromMeanAndDeviation(
+        fMean, CalculateStandardDeviation8Bits(pSrc, nChannels, nWidth, nHeight, fMean));
+}
+
+int CDipThresholding::CalculateThresholdingTHwMD16Bits(unsigned short* pSrc, int nWidth,
+                                                       int nHeight) {
+    const float fMean = CalculateMean16Bits(pSrc, nWidth, nHeight);
+    return ThresholdFromMeanAndDeviation(
+        fMean, CalculateStandardDeviation16Bits(pSrc, nWidth, nHeight, fMean));
+}
+
+int CDipThresholding::CalculateThresholding1_8Bits(unsigned char* pSrc, int nChannels, int nWidth,
+                                                   int nHeight) {
+    const float fMean = CalculateMean8Bits(pSrc, nChannels, nWidth, nHeight);
+    return ThresholdFromDeviation(
+        CalculateStandardDeviation8Bits(pSrc, nChannels, nWidth, nHeight, fMean));
+}
+
+int CDipThresholding::CalculateThresholding1_16Bits(unsigned short* pSrc, int nWidth,
+                                                    int nHeight) {
+    const float fMean = CalculateMean16Bits(pSrc, nWidth, nHeight);
+    return ThresholdFromDeviation(CalculateStandardDeviation16Bits(pSrc, nWidth, nHeight, fMean));
+}

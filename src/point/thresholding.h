@@ -1,0 +1,56 @@
+// Kernels of thresholding and of the single-precision image statistics.
+#ifndef ZETDIP_POINT_THRESHOLDING_H
+#define ZETDIP_POINT_THRESHOLDING_H
+
+#include <cmath>
+
+#include "core/common.h"
+
+namespace zetdip::detail {
+
+// Below nThreshold -> 0, else nMax (signed comparison of sample and threshold).
+template <class T>
+void Threshold(const T* pSrc, T* pDst, int nCount, int nThreshold, T nMax) {
+    for (int i = 0; i < nCount; ++i)
+        pDst[i] = static_cast<int>(pSrc[i]) < nThreshold ? T(0) : nMax;
+}
+
+// Mean of nCount samples; the running sum is rounded to float after each
+// addition, so large bright images lose digits on purpose.
+template <class T>
+float Mean(const T* pSrc, int nCount) {
+    if (nCount == 0) return 0.0f;
+    float fSum = 0.0f;
+    for (int i = 0; i < nCount; ++i)
+        fSum = static_cast<float>(static_cast<double>(fSum) + pSrc[i]);
+    return static_cast<float>(static_cast<double>(fSum) / nCount);
+}
+
+// Population standard deviation around fMean; each squared term is formed
+// in double and added to a float accumulator.
+template <class T>
+float StandardDeviation(const T* pSrc, int nCount, float fMean) {
+    if (nCount == 0) return 0.0f;
+    float fAcc = 0.0f;
+    for (int i = 0; i < nCount; ++i) {
+        const float d = static_cast<float>(static_cast<double>(pSrc[i]) - fMean);
+        fAcc = static_cast<float>(static_cast<double>(fAcc) + static_cast<double>(d) * d);
+    }
+    fAcc = static_cast<float>(static_cast<double>(fAcc) / nCount);
+    return static_cast<float>(std::sqrt(static_cast<double>(fAcc)));
+}
+
+// Mean plus 3.3 deviations; the factor is the float 3.3 used as a double.
+inline int ThresholdFromMeanAndDeviation(float fMean, float fDeviation) {
+    return TruncToInt(static_cast<double>(fMean) +
+                      static_cast<double>(fDeviation) * static_cast<double>(3.3f));
+}
+
+// 2.5 deviations; the mean is deliberately not added.
+inline int ThresholdFromDeviation(float fDeviation) {
+    return TruncToInt(static_cast<double>(fDeviation) * 2.5);
+}
+
+}  // namespace zetdip::detail
+
+#endif  // ZETDIP_POINT_THRESHOLDING_H

@@ -1,0 +1,81 @@
+// Class shapes, host-framework stand-ins and the distance function.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <type_traits>
+
+#include "ZetDIP.h"
+
+namespace {
+
+template <class C>
+constexpr bool kPolymorphicShape = std::is_polymorphic_v<C> && std::has_virtual_destructor_v<C> &&
+                                   !std::is_default_constructible_v<C> &&
+                                   std::is_copy_assignable_v<C>;
+
+template <class C>
+constexpr bool kNamespaceShape = !std::is_polymorphic_v<C> && !std::is_default_constructible_v<C> &&
+                                 !std::is_destructible_v<C> && std::is_copy_assignable_v<C> &&
+                                 std::is_empty_v<C>;
+
+static_assert(kPolymorphicShape<CDipBasic> && kPolymorphicShape<CDipHisto> &&
+              kPolymorphicShape<CDipMorphMath>);
+static_assert(kNamespaceShape<CDipClustering> && kNamespaceShape<CDipEnhancement> &&
+              kNamespaceShape<CDipFilters> && kNamespaceShape<CDipThickness> &&
+              kNamespaceShape<CDipThresholding> && kNamespaceShape<CDipWavelet> &&
+              kNamespaceShape<CDipTest>);
+static_assert(std::is_copy_assignable_v<C2dGeo>);
+
+// Derived classes see the protected constructors and destructors.
+struct TestBench : CDipTest {};
+struct Basic : CDipBasic {};
+static_assert(std::is_default_constructible_v<TestBench> && std::is_destructible_v<Basic>);
+
+TEST(CArray, AddGrowsAndKeepsElements) {
+    CArray<CPoint, const CPoint&> arr;
+    EXPECT_TRUE(arr.IsEmpty());
+    EXPECT_EQ(arr.GetUpperBound(), -1);
+    for (int i = 0; i < 3000; ++i) EXPECT_EQ(arr.Add(CPoint(i, -i)), i);
+    ASSERT_EQ(arr.GetSize(), 3000);
+    EXPECT_EQ(arr.GetCount(), 3000);
+    for (int i = 0; i < 3000; ++i) ASSERT_EQ(arr[i], CPoint(i, -i));
+    arr.SetAt(5, CPoint(7, 7));
+    arr.ElementAt(6).x = 9;
+    EXPECT_EQ(arr.GetAt(5), CPoint(7, 7));
+    EXPECT_EQ(arr.GetData()[6].x, 9);
+}
+
+TEST(CArray, AddOfOwnElementSurvivesGrowth) {
+    CArray<CPoint, const CPoint&> arr;
+    for (int i = 0; i < 4; ++i) arr.Add(CPoint(i, i));
+    arr.Add(arr[1]);  // storage is full: the argument refers into the old block
+    EXPECT_EQ(arr[4], CPoint(1, 1));
+}
+
+TEST(CArray, OutOfRangeIndexThrowsInvalidArgument) {
+    CArray<CPoint, const CPoint&> arr;
+    arr.Add(CPoint());
+    EXPECT_THROW(arr.GetAt(1), CInvalidArgException);
+    EXPECT_THROW(arr.SetAt(-1, CPoint()), std::invalid_argument);
+    EXPECT_THROW(arr[2], CInvalidArgException);
+}
+
+TEST(CArray, SetSizeZeroesNewElementsAndRemoveAllEmpties) {
+    CArray<CPoint, const CPoint&> arr;
+    arr.Add(CPoint(1, 2));
+    arr.SetSize(3);
+    EXPECT_EQ(arr[2], CPoint(0, 0));
+    arr.SetSize(1);
+    EXPECT_EQ(arr.GetSize(), 1);
+    arr.RemoveAll();
+    EXPECT_EQ(arr.GetSize(), 0);
+}
+
+TEST(C2dGeo, DistanceIsEuclideanRoundedToFloat) {
+    EXPECT_EQ(C2dGeo::GetDistanceBetweenPoints(CPoint(0, 0), CPoint(3, 4)), 5.0f);
+    EXPECT_EQ(C2dGeo::GetDistanceBetweenPoints(CPoint(1, 1), CPoint(0, 0)),
+              static_cast<float>(std::sqrt(2.0)));
+    EXPECT_EQ(C2dGeo::GetDistanceBetweenPoints(CPoint(5, 5), CPoint(5, 5)), 0.0f);
+}
+
+}  // namespace
