@@ -1,0 +1,95 @@
+// Line-structure searches: the gate on the smoothed gradient level, the
+// per-depth results when it refuses, and the 8-bit routing of the diagonal entry.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "DipClustering.h"
+#include "DipThresholding.h"
+#include "support/images.h"
+
+namespace {
+
+using zetdip::test::Bytes;
+
+// A flat image at the gradient offset gives a smoothed gradient equal to the
+// offset everywhere; the search then zeroes a two-sample frame, so the level
+// the gate sees is that of this image.
+template <class T>
+int GateLevel(int nWidth, int nHeight, int nOffset, int nBits) {
+    std::vector<T> smoothed(static_cast<std::size_t>(nWidth) * nHeight, static_cast<T>(nOffset));
+    for (int y = 0; y < nHeight; ++y)
+        for (int x = 0; x < nWidth; ++x)
+            if (x < 2 || y < 2 || x >= nWidth - 2 || y >= nHeight - 2)
+                smoothed[static_cast<std::size_t>(y) * nWidth + x] = 0;
+    return CDipThresholding::CalculateThresholding1(Bytes(smoothed), nBits == 8 ? 8 : 16, nBits,
+                                                    nWidth, nHeight);
+}
+
+// The first square size at or above nFrom whose gate level is nLevel.
+int SizeWithLevel(int nLevel, int nFrom) {
+    for (int n = nFrom; n < 2000; ++n)
+        if (GateLevel<unsigned char>(n, n, 128, 8) == nLevel) return n;
+    return -1;
+}
+
+TEST(LineSearch, EightBitGateRunsFrom41To45) {
+    for (int nLevel : {40, 41, 45, 46}) {
+        const int n = SizeWithLevel(nLevel, 100);
+        ASSERT_GT(n, 0) << nLevel;
+        std::vector<unsigned char> image(static_cast<std::size_t>(n) * n, 128);
+        std::vector<unsigned char> lines(image.size(), 7);
+        const bool bRan = CDipClustering::SearchLinesImage(image.data(), lines.data(), 8, 8, n, n);
+        const bool bInGate = nLevel == 41 || nLevel == 45;
+        EXPECT_EQ(bRan, bInGate) << nLevel;
+        // Refused: pDst untouched. Ran: the flat contrast-manipulated gradient
+        // thresholds to full scale and survives erosions and dilatations.
+        EXPECT_EQ(lines, std::vector<unsigned char>(image.size(), bInGate ? 255 : 7)) << nLevel;
+    }
+}
+
+TEST(LineSearch, SixteenBitGateRefusalClearsDestination) {
+    const int n = 120;
+    ASSERT_LT(GateLevel<unsigned short>(n, n, 2048, 12), 4096 / 6.3);
+    std::vector<unsigned short> image(n * n, 2048), lines(n * n, 7);
+    EXPECT_FALSE(CDipClustering::SearchLinesImage(Bytes(image), Bytes(lines), 16, 12, n, n));
+    EXPECT_EQ(lines, std::vector<unsigned short>(lines.size(), 0));
+}
+
+TEST(LineSearch, EightBitDiagonalEntryRunsNorthSouthSearch) {
+    const int n = SizeWithLevel(43, 100);
+    ASSERT_GT(n, 0);
+    auto image = zetdip::test::RandomImage<unsigned char>(n, n, 120, 136, 9);
+    std::vector<unsigned char> mask(image.size(), 0), a(image.size(), 3), b(image.size(), 3);
+    const bool bA = CDipClustering::SearchLinesImage(image.data(), a.data(), 8, 8, n, n);
+    const bool bB = CDipClustering::SearchLinesSWNEImage(image.data(), b.data(), mask.data(), 8, 8,
+                                                         n, n, 0.1);
+    EXPECT_EQ(bA, bB);
+    EXPECT_EQ(a, b);
+}
+
+TEST(LineSearch, RefusalsWriteNothing) {
+    std::vector<unsigned char> image(3 * 20 * 20, 128), lines(image.size(), 5), mask(image.size(), 1);
+    EXPECT_FALSE(CDipClustering::SearchLinesImage(image.data(), lines.data(), 24, 8, 20, 20));
+    EXPECT_FALSE(CDipClustering::SearchLinesSWNEImage(image.data(), lines.data(), mask.data(), 24,
+                                                      8, 20, 20, 0.1));
+    for (int bits : {7, 17}) {
+        EXPECT_FALSE(CDipClustering::SearchLinesImage(image.data(), lines.data(), 8, bits, 20, 20));
+        EXPECT_FALSE(CDipClustering::SearchLinesSWNEImage(image.data(), lines.data(), mask.data(),
+                                                          8, bits, 20, 20, 0.1));
+    }
+    EXPECT_EQ(lines, std::vector<unsigned char>(image.size(), 5));
+}
+
+TEST(LineSearch, SixteenBitDiagonalAddsToExistingLines) {
+    // Whatever the search finds, what pLines held survives the union,
+    // rewritten at full scale.
+    const int n = 64;
+    std::vector<unsigned short> image(n * n, 1000), mask(n * n, 4095), lines(n * n, 0);
+    lines[10 * n + 10] = 1;
+    ASSERT_TRUE(CDipClustering::SearchLinesSWNEImage(Bytes(image), Bytes(lines), Bytes(mask), 16,
+                                                     12, n, n, 0.1));
+    EXPECT_EQ(lines[10 * n + 10], 4095);
+}
+
+}  // namespace
