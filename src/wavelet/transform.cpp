@@ -32,7 +32,8 @@ void Forward(const double* x, int nLength, int nOdd, double* out) {
     for (int r = 0; r < 4; ++r)
         for (int t = 0; t < kAnalysisEdgeTaps[r]; ++t) add(r, t, kAnalysisEdge[r][t]);
 
-    // Interior rows never share a slot, so each may be summed from 0 on its own.
+    // Interior low rows and the high rows never share a slot with another row,
+    // so each is summed from 0 on its own: the same sum, term by term.
     const Idx nLowEnd = std::min(nL - 5, n - 1);
     for (Idx k = 4; k <= nLowEnd; ++k) {
         if constexpr (kGuarded) {
