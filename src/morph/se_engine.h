@@ -63,20 +63,23 @@ enum class EnginePath { kBlocked, kGeneralOnly };
 // Geometry of one engine run and the mapping from cache cells to source rows.
 struct SeGeometry {
     const int* pSE;
+    long long nSESize;  // nSEHeight * nSEWidth ints
     int nSEWidth;
-    int hA;         // half-height: bounds dx, and the cache holds hA + 1 rows
-    int hB;         // half-width: bounds dy and the left/right borders
-    int nRowReach;  // dy runs over [-nRowReach, nRowReach] = min(hA, hB)
+    int hA;  // half-height: bounds dx, and the cache holds hA + 1 rows
+    int hB;  // half-width: bounds dy and the left/right borders
+    // dy runs over [-nRowReach, nRowReach] = min(hA, hB): for elements wider
+    // than tall the row offsets beyond the half-height fall outside the
+    // element (see Member), so they are not visited.
+    int nRowReach;
     int nWidth;
 
-    // Element value at (hA - dy) * nSEWidth + dx + hB. With |dy| <= hA and
-    // |dx| <= hA this index always lies inside the nSEHeight x nSEWidth
-    // ints (for tall elements it may run into the neighbouring row, as the
-    // flat index says).
+    // Element value at the flat index (hA - dy) * nSEWidth + dx + hB, which
+    // may run into the neighbouring element row as the index says. Indices
+    // outside the nSEHeight x nSEWidth ints (even sizes, elements wider than
+    // tall) count as non-members (chosen: there is no value to read).
     bool Member(int dy, int dx) const {
-        const std::ptrdiff_t i =
-            static_cast<std::ptrdiff_t>(hA - dy) * nSEWidth + static_cast<std::ptrdiff_t>(dx + hB);
-        return pSE[i] != 0;
+        const long long i = static_cast<long long>(hA - dy) * nSEWidth + dx + hB;
+        return i >= 0 && i < nSESize && pSE[i] != 0;
     }
 
     // Source row held by cache row r at column c while interior pixel x of
@@ -114,8 +117,8 @@ struct OriginalRows {
 
 // One interior pixel through the general cache mapping. Neighbours whose
 // column lies outside the image (possible only for elements taller than
-// wide) are skipped: the flat row-major reads would leave the row, or the
-// image, there.
+// wide) are skipped (chosen): the flat row-major read would leave the row,
+// and at the last rows the image.
 template <class Op, class T>
 T RankRuleAt(const SeGeometry& g, const OriginalRows<T>& rows, int x, int nNeed) {
     const int y = rows.y;
@@ -171,7 +174,10 @@ void RankRuleBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo, 
             }
         }
         T* out = pOut + x0;
-        for (int i = 0; i < n; ++i) out[i] = k[i] == need ? e[i] : vc[i];
+        for (int i = 0; i < n; ++i) {
+            const T extreme = e[i], centre = vc[i];  // both loaded: a branch-free select
+            out[i] = k[i] == need ? extreme : centre;
+        }
     }
 }
 
@@ -193,7 +199,9 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
     if (nWidth <= 0 || nHeight <= 0) return true;
 
     const bool bInPlace = pSrc == pDst;
-    const SeGeometry g{pSE, nSEWidth, hA, hB, std::min(hA, hB), nWidth};
+    const SeGeometry g{
+        pSE,   static_cast<long long>(nSEHeight) * nSEWidth, nSEWidth, hA, hB, std::min(hA, hB),
+        nWidth};
     OriginalRows<T> rows{pSrc, bInPlace ? pRing.get() : nullptr, nStride, hA + 1, 0};
     const int nNeed = WrapSub(nSECount, 1);
     const int nLastInteriorRow = nHeight - hA - 1;  // may be negative: no interior row

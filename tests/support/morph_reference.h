@@ -1,7 +1,7 @@
 // Straightforward rank-rule engine for the morphology tests: the row cache
 // is kept and advanced column by column exactly as the engine's rule reads,
-// with the library's two guards (row offsets beyond the half-height and
-// neighbours outside the image are skipped).
+// with the library's guards: element indices outside the element, row
+// offsets beyond the half-height and neighbours outside the image are skipped.
 #ifndef ZETDIP_TESTS_SUPPORT_MORPH_REFERENCE_H
 #define ZETDIP_TESTS_SUPPORT_MORPH_REFERENCE_H
 
@@ -40,7 +40,9 @@ bool ReferenceRankRule(bool bErode, const T* pSrc, T* pDst, int nWidth, int nHei
                 if (std::abs(dy) > hA) continue;
                 for (int dx = -hA; dx <= hA; ++dx) {
                     if (dy == 0 && dx == 0) continue;
-                    if (pSE[(hA - dy) * nSEWidth + dx + hB] == 0) continue;
+                    const long long i = static_cast<long long>(hA - dy) * nSEWidth + dx + hB;
+                    if (i < 0 || i >= static_cast<long long>(nSEHeight) * nSEWidth || pSE[i] == 0)
+                        continue;
                     if (x + dx < 0 || x + dx >= W) continue;
                     const bool bFromSource = dy > 0 || (dy == 0 && dx > 0);
                     const T v =
