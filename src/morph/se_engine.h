@@ -185,7 +185,9 @@ void RankRuleBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo, 
 // equal pSrc. Returns false, writing nothing, for nSEHeight < 3, for an
 // element without columns (nSEWidth < 1, chosen: such an element has no
 // value to read) and when the hA + 1 rows of scratch cannot be allocated.
-// Images too small for any interior pixel are copied.
+// Images too small for any interior pixel are copied; rows are saved only
+// as the scan reaches them, so an image shorter than hA + 1 rows is never
+// read past its end (chosen).
 template <class Op, class T>
 bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE, int nSEHeight,
                  int nSEWidth, int nSECount, EnginePath path = EnginePath::kBlocked) {
@@ -230,21 +232,21 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
         T* pOut = pDst + static_cast<std::size_t>(y) * nStride;
         rows.y = y;
         if (bInPlace && y <= nLastInteriorRow)
-            std::memcpy(pRing.get() + static_cast<std::size_t>(y % (hA + 1)) * nStride, pSrcRow,
-                        nStride * sizeof(T));
+            std::memmove(pRing.get() + static_cast<std::size_t>(y % (hA + 1)) * nStride, pSrcRow,
+                         nStride * sizeof(T));
         if (y < hA || y > nLastInteriorRow) {
-            if (!bInPlace) std::memcpy(pOut, pSrcRow, nStride * sizeof(T));
+            if (!bInPlace) std::memmove(pOut, pSrcRow, nStride * sizeof(T));
             continue;
         }
         const T* pCentre = rows.Row(y);
         // Left and right border columns keep their source values.
         if (!bInPlace) {
             const int nLeft = std::min(hB, nWidth);
-            std::memcpy(pOut, pCentre, static_cast<std::size_t>(nLeft) * sizeof(T));
+            std::memmove(pOut, pCentre, static_cast<std::size_t>(nLeft) * sizeof(T));
             const int nRightStart = std::max(hB, nInteriorEnd + 1);
             if (nRightStart < nWidth)
-                std::memcpy(pOut + nRightStart, pCentre + nRightStart,
-                            static_cast<std::size_t>(nWidth - nRightStart) * sizeof(T));
+                std::memmove(pOut + nRightStart, pCentre + nRightStart,
+                             static_cast<std::size_t>(nWidth - nRightStart) * sizeof(T));
         }
         if (nInteriorEnd < hB) continue;
         const int lo = static_cast<int>(xLo), hi = static_cast<int>(xHi);
