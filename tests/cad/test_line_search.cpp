@@ -49,7 +49,7 @@ TEST(LineSearch, EightBitGateRunsFrom41To45) {
 }
 
 TEST(LineSearch, SixteenBitGateRefusalClearsDestination) {
-    const int n = 120;
+    const int n = 600;
     ASSERT_LT(GateLevel<unsigned short>(n, n, 2048, 12), 4096 / 6.3);
     std::vector<unsigned short> image(n * n, 2048), lines(n * n, 7);
     EXPECT_FALSE(CDipClustering::SearchLinesImage(Bytes(image), Bytes(lines), 16, 12, n, n));

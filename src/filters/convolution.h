@@ -1,0 +1,239 @@
+// The square-kernel convolution engine, one body for both sample types, and
+// the sampled Gaussian kernel.
+//
+// Placement: for an interior sample (y, x) and dy, dx in -h..h (h = n / 2),
+// the weight pKernel[(dy + h) * n + (dx + h)] multiplies the unfiltered
+// sample at row y - dy, column x + dx: kernel row 0 lies on the row below,
+// the last kernel row on the row above, columns run left to right. The sum
+// is taken in double precision in kernel order; the output is
+// sum / fDivisor + nOffset, clamped to 0..max and truncated toward zero.
+// Rows 0..h-1, the last h rows and the h columns on either side are copied.
+//
+// Row store. The engine may write over its source (pDst == pSrc), so it keeps
+// h + 1 rows of unfiltered samples: slot j stands for row y - h + j while row
+// y is filtered. The taps of the rows above read slots 0..h-1, the taps left
+// of the centre on row y read slot h, all other taps read the source, whose
+// rows y + 1.. and the part of row y right of the samples already stored are
+// still unfiltered. Between interior rows the store advances by one row.
+//
+// How it advances is the one behavioural difference between the depths:
+//
+// kUnfilteredRows (8-bit): slot j always holds row y - h + j exactly, and
+// the filter is the plain convolution of the unfiltered image.
+//
+// kRefreshAtCentre (16-bit): after each interior sample (y, x) the store
+// column x - h moves up one row as above, but the new sample of row y + 1 is
+// written into the last slot at column x instead of column x - h; the right
+// border columns advance normally. Worked out, an interior sample (y, x) of
+// a w-wide image has these taps read (c = x + dx is the tap's column):
+//  - dy < 0, and dy == 0 with dx >= 0: row y - dy, as in 8 bits;
+//  - dy == 0, dx < 0: row y + 1 when c >= h (that sample was stored a moment
+//    earlier); when c < h, row h if c < w - 2h, else row y;
+//  - dy > 0 at columns h <= c < w - h: row y - dy + 1 once row y - dy is an
+//    interior row (y - dy >= h), else row y - dy: each interior row replaces
+//    the row before it in the store, so the rows above drift one row down;
+//  - dy > 0 at columns c < h with c < w - 2h: row min(y - dy, h), as the last
+//    slot of these columns is never refreshed;
+//  - dy > 0 at the other columns: row y - dy.
+// For a 3x3 kernel from the second interior row on, the row-above taps read
+// row y itself (except columns 0 and w - 1) and the left tap reads row y + 1
+// (row 1 at column 0). This rule is intended and reproduced exactly.
+#ifndef ZETDIP_FILTERS_CONVOLUTION_H
+#define ZETDIP_FILTERS_CONVOLUTION_H
+
+#include <cstddef>
+#include <cstring>
+
+#include "core/common.h"
+
+namespace zetdip::detail {
+
+// How the row store follows the rows from one interior row to the next.
+enum class StoreAdvance {
+    kUnfilteredRows,   // 8-bit engine: the store holds the unfiltered rows
+    kRefreshAtCentre,  // 16-bit engine: the new row lands at the centre column
+};
+
+// Everything in which the engines of the two depths differ.
+struct EngineDepth {
+    int nMax;  // upper clamp: 255, or (1 << nBitsStored) - 1 in 16-bit arithmetic
+    StoreAdvance eAdvance;
+};
+
+inline EngineDepth Engine8() {
+    return {255, StoreAdvance::kUnfilteredRows};
+}
+inline EngineDepth Engine16(int nBitsStored) {
+    return {MaxValue16(nBitsStored), StoreAdvance::kRefreshAtCentre};
+}
+
+namespace conv {
+
+// Interior samples are produced in runs of this many, accumulated in a
+// small stack buffer tap after tap, so the inner loops are plain
+// element-wise loops that the compiler vectorizes.
+constexpr int kRun = 256;
+
+// Up to three taps at a time, added in their order, so that the sums
+// make fewer trips through the buffer.
+template <class T>
+struct PendingTaps {
+    const T* pRows[3];
+    double dWeights[3];
+    int nCount = 0;
+
+    void Add(double* pAcc, const T* pRow, double dWeight, int n) {
+        pRows[nCount] = pRow;
+        dWeights[nCount] = dWeight;
+        if (++nCount == 3) Flush(pAcc, n);
+    }
+
+    void Flush(double* pAcc, int n) {
+        const T* a = pRows[0];
+        const T* b = pRows[1];
+        const T* c = pRows[2];
+        const double wa = dWeights[0], wb = dWeights[1], wc = dWeights[2];
+        if (nCount == 3) {
+            for (int i = 0; i < n; ++i)
+                pAcc[i] =
+                    ((pAcc[i] + wa * static_cast<double>(a[i])) + wb * static_cast<double>(b[i])) +
+                    wc * static_cast<double>(c[i]);
+        } else if (nCount == 2) {
+            for (int i = 0; i < n; ++i)
+                pAcc[i] =
+                    (pAcc[i] + wa * static_cast<double>(a[i])) + wb * static_cast<double>(b[i]);
+        } else if (nCount == 1) {
+            for (int i = 0; i < n; ++i) pAcc[i] = pAcc[i] + wa * static_cast<double>(a[i]);
+        }
+        nCount = 0;
+    }
+};
+
+template <class T>
+inline T Clamped(double v, double dMax) {
+    return v >= 0.0 ? (v > dMax ? static_cast<T>(dMax) : static_cast<T>(static_cast<int>(v)))
+                    : T(0);
+}
+
+// sum / divisor + offset; below 0 (or NaN, whose truncation would leave 0
+// in the low bits anyway) gives 0, above nMax gives nMax, else truncation.
+template <class T>
+inline void StoreRun(T* pOut, const double* pAcc, double dDivisor, double dOffset, double dMax,
+                     int n) {
+    if (dDivisor == 1.0) {
+        // x / 1.0 is x for every double: the division can be left out.
+        for (int i = 0; i < n; ++i) pOut[i] = Clamped<T>(pAcc[i] + dOffset, dMax);
+    } else {
+        for (int i = 0; i < n; ++i) pOut[i] = Clamped<T>(pAcc[i] / dDivisor + dOffset, dMax);
+    }
+}
+
+template <class T>
+inline void CopySamples(T* pDst, const T* pSrc, std::size_t n) {
+    if (pDst != pSrc && n > 0) std::memmove(pDst, pSrc, n * sizeof(T));
+}
+
+}  // namespace conv
+
+// Convolution engine (see the top of this file). Writes nothing when
+// nKernelSize is below 3 or even (an even size would read past the kernel),
+// when the image is empty, or when the row store cannot be allocated. An
+// image with fewer than nKernelSize rows or columns has no interior sample
+// and is copied without reading outside it (the store is not filled then).
+// Extra memory: the (h + 1)-row store and a fixed stack buffer.
+template <class T>
+void Convolve(T* pDst, const float* pKernel, int nKernelSize, float fDivisor, int nOffset,
+              const T* pSrc, int nWidth, int nHeight, EngineDepth depth) {
+    if (nKernelSize < 3 || nKernelSize % 2 == 0 || nWidth <= 0 || nHeight <= 0) return;
+    const int h = nKernelSize / 2;
+    const int nSlots = h + 1;
+    if (fDivisor == 0.0f) fDivisor = 1.0f;
+    auto store = NewScratch<T>(SampleCount(nSlots, nWidth));
+    if (!store) return;
+
+    const std::size_t w = static_cast<std::size_t>(nWidth);
+    auto srcRow = [&](int y) { return pSrc + static_cast<std::size_t>(y) * w; };
+    auto dstRow = [&](int y) { return pDst + static_cast<std::size_t>(y) * w; };
+
+    if (nWidth < nKernelSize || nHeight < nKernelSize) {
+        conv::CopySamples(pDst, pSrc, w * static_cast<std::size_t>(nHeight));
+        return;
+    }
+
+    // Slots form a ring: slot j is row (nFirst + j) % nSlots of the store.
+    int nFirst = 0;
+    auto slot = [&](int j) {
+        return store.get() + static_cast<std::size_t>((nFirst + j) % nSlots) * w;
+    };
+    for (int j = 0; j < nSlots; ++j) std::memcpy(slot(j), srcRow(j), w * sizeof(T));
+
+    const double dDivisor = fDivisor;
+    const double dOffset = nOffset;
+    const double dMax = depth.nMax;
+    const bool bRefreshAtCentre = depth.eAdvance == StoreAdvance::kRefreshAtCentre;
+    const int xEnd = nWidth - h;  // interior columns h .. xEnd - 1
+    double acc[conv::kRun];
+
+    for (int y = 0; y < nHeight; ++y) {
+        if (y < h || y > nHeight - h - 1) {
+            conv::CopySamples(dstRow(y), srcRow(y), w);
+            continue;
+        }
+        T* pOut = dstRow(y);
+        const T* pNext = srcRow(y + 1);
+        // 16-bit rule: the samples of row y + 1 that the interior pass stores
+        // at their own column are read by the left taps of later samples of
+        // this row, so they may be stored before the row starts.
+        if (bRefreshAtCentre)
+            std::memcpy(slot(h) + h, pNext + h, static_cast<std::size_t>(xEnd - h) * sizeof(T));
+
+        for (int x0 = h; x0 < xEnd; x0 += conv::kRun) {
+            const int n = xEnd - x0 < conv::kRun ? xEnd - x0 : conv::kRun;
+            for (int i = 0; i < n; ++i) acc[i] = 0.0;
+            conv::PendingTaps<T> taps;
+            for (int ky = 0; ky < nKernelSize; ++ky) {
+                const int dy = ky - h;
+                // Rows below and the centre row from the centre rightwards come
+                // from the source; rows above and the centre row's left part
+                // come from the store.
+                const T* pRow = dy < 0 ? srcRow(y - dy) : dy > 0 ? slot(h - dy) : srcRow(y);
+                const T* pLeft = dy == 0 ? slot(h) : pRow;
+                const float* pWeights = pKernel + static_cast<std::size_t>(ky) * nKernelSize;
+                for (int kx = 0; kx < nKernelSize; ++kx) {
+                    // A zero weight adds +-0 to a sum that starts at +0 and so is
+                    // never -0: skipping the tap leaves every sum unchanged.
+                    if (pWeights[kx] == 0.0f) continue;
+                    const int dx = kx - h;
+                    taps.Add(acc, (dx < 0 ? pLeft : pRow) + x0 + dx,
+                             static_cast<double>(pWeights[kx]), n);
+                }
+            }
+            taps.Flush(acc, n);
+            conv::StoreRun(pOut + x0, acc, dDivisor, dOffset, dMax, n);
+        }
+        conv::CopySamples(pOut, srcRow(y), static_cast<std::size_t>(h));
+        conv::CopySamples(pOut + xEnd, srcRow(y) + xEnd, static_cast<std::size_t>(h));
+
+        if (y == nHeight - h - 1) continue;  // no interior row follows
+        // Advance: every slot moves up one row, the oldest becomes the last.
+        nFirst = (nFirst + 1) % nSlots;
+        if (bRefreshAtCentre) {
+            // Columns shifted by the interior pass keep their last row, which
+            // for interior columns already is row y + 1 (so row y is lost from
+            // the store); the right border's 2h columns are refreshed.
+            std::memcpy(slot(h), slot(h - 1), w * sizeof(T));
+            const int c0 = nWidth - 2 * h;  // >= 1, as nWidth >= 2h + 1 here
+            std::memcpy(slot(h) + c0, pNext + c0,
+                        static_cast<std::size_t>(nWidth - c0) * sizeof(T));
+        } else {
+            std::memcpy(slot(h), pNext, w * sizeof(T));
+        }
+    }
+}
+
+// Gaussian kernel of nKernelSize^2 weights (see CDipFilters::CreateGaussianFilter).
+float* CreateGaussianKernel(int nKernelSize, float fSigma, float& fSum);
+
+}  // namespace zetdip::detail
+
+#endif  // ZETDIP_FILTERS_CONVOLUTION_H

@@ -1,0 +1,109 @@
+// The fixed 3x3 filters, the clipped image difference and the difference of
+// Gaussians, one body for both sample types. bGrey is false only for 8-bit
+// colour, where the engine is not run.
+#ifndef ZETDIP_FILTERS_KERNEL_FILTERS_H
+#define ZETDIP_FILTERS_KERNEL_FILTERS_H
+
+#include <cstddef>
+
+#include "core/common.h"
+#include "filters/convolution.h"
+
+namespace zetdip::detail {
+
+// The fixed kernels, row-major; row 0 lies on the image row below the centre.
+struct FixedKernel {
+    float fWeights[9];
+    float fDivisor;
+    bool bMidGreyOffset;  // gradients are centred on mid-grey
+};
+
+constexpr FixedKernel kMeanKernel = {{1, 1, 1, 1, 1, 1, 1, 1, 1}, 9.0f, false};
+constexpr FixedKernel kGradientNSKernel = {{-10, -10, -10, 0, 0, 0, 10, 10, 10}, 1.0f, true};
+constexpr FixedKernel kGradientSWNEKernel = {{0, -10, -10, 10, 0, -10, 10, 10, 0}, 1.0f, true};
+constexpr FixedKernel kGradientNWSEKernel = {{-10, -10, 0, -10, 0, 10, 0, 10, 10}, 1.0f, true};
+
+// Mid-grey offset of the gradients: 128, or (1 << nBitsStored) / 2.
+constexpr int kMidGrey8 = 128;
+inline int MidGrey16(int nBitsStored) {
+    return PowerOfTwo(nBitsStored) / 2;
+}
+
+template <class T>
+void ApplyFixedKernel(const T* pSrc, T* pDst, int nWidth, int nHeight, const FixedKernel& kernel,
+                      int nMidGrey, EngineDepth depth) {
+    Convolve(pDst, kernel.fWeights, 3, kernel.fDivisor, kernel.bMidGreyOffset ? nMidGrey : 0, pSrc,
+             nWidth, nHeight, depth);
+}
+
+// 3x3 Gaussian divided by its own sum; false when the kernel is not allocated.
+template <class T>
+bool ApplyGaussKernel(const T* pSrc, T* pDst, int nWidth, int nHeight, float fSigma, bool bGrey,
+                      EngineDepth depth) {
+    float fSum = 1.0f;
+    std::unique_ptr<float[]> kernel(CreateGaussianKernel(3, fSigma, fSum));
+    if (!kernel) return false;
+    if (bGrey) Convolve(pDst, kernel.get(), 3, fSum, 0, pSrc, nWidth, nHeight, depth);
+    return true;
+}
+
+// pDst[i] = max(0, pSrcA[i] - pSrcB[i]) over nCount samples; pDst may be
+// either source.
+template <class T>
+void SubtractClipped(const T* pSrcA, const T* pSrcB, T* pDst, int nCount) {
+    for (int i = 0; i < nCount; ++i) {
+        const int v = static_cast<int>(pSrcA[i]) - static_cast<int>(pSrcB[i]);
+        pDst[i] = v < 0 ? T(0) : static_cast<T>(v);
+    }
+}
+
+// The clipped difference of two images of nWidth x nHeight x nChannels
+// samples each; false, with nothing written, when the dimensions differ.
+template <class T>
+bool DifferenceBetweenImages(const T* pSrcA, const T* pSrcB, T* pDst, int nWidthA, int nHeightA,
+                             int nChannelsA, int nWidthB, int nHeightB, int nChannelsB) {
+    if (nWidthA != nWidthB || nHeightA != nHeightB || nChannelsA != nChannelsB) return false;
+    SubtractClipped(pSrcA, pSrcB, pDst, LoopCount(nWidthA, nHeightA, nChannelsA));
+    return true;
+}
+
+// Difference of Gaussians over nCount samples of an nWidth x nHeight image
+// (nCount is nChannels * nWidth * nHeight in 8 bits). Writes pDst only at
+// the end; every path releases the scratch images.
+template <class T>
+bool DifferenceOfGaussians(const T* pSrc, T* pDst, int nCount, int nWidth, int nHeight,
+                           float fSigma1, float fGain, float fSigma2, float fSigma3, bool bGrey,
+                           EngineDepth depth) {
+    const std::size_t n = SampleCount(nCount, 1);
+    // Scratch images start at zero, so steps the engine skips (colour) or
+    // cannot do (no memory for its row store) leave defined values.
+    auto a = NewScratch<T>(n);
+    if (!a) return false;
+    for (std::size_t i = 0; i < n; ++i) a[i] = 0;
+
+    // High-pass: A = max(0, src - G(fSigma1) src).
+    if (!ApplyGaussKernel(pSrc, a.get(), nWidth, nHeight, fSigma1, bGrey, depth)) return false;
+    SubtractClipped(pSrc, a.get(), a.get(), nCount);
+
+    auto b = NewScratch<T>(n);
+    if (!b) return false;
+    for (std::size_t i = 0; i < n; ++i) b[i] = 0;
+    // B = G(fSigma2) A, then A = G(fSigma3) A in place. The 16-bit variant
+    // swaps the two buffers and the operands of the final difference, which
+    // yields the same values, so one order serves both depths.
+    if (!ApplyGaussKernel(a.get(), b.get(), nWidth, nHeight, fSigma2, bGrey, depth) ||
+        !ApplyGaussKernel(a.get(), a.get(), nWidth, nHeight, fSigma3, bGrey, depth))
+        return false;
+
+    for (int i = 0; i < nCount; ++i) {
+        const int v = TruncToInt(static_cast<double>(b[i]) * static_cast<double>(fGain) -
+                                 static_cast<double>(a[i]));
+        // No upper clamp: values above the maximum keep their low bits (intended).
+        pDst[i] = v < 0 ? T(0) : static_cast<T>(static_cast<unsigned>(v));
+    }
+    return true;
+}
+
+}  // namespace zetdip::detail
+
+#endif  // ZETDIP_FILTERS_KERNEL_FILTERS_H

@@ -1,0 +1,271 @@
+// Grey-level erosion and dilation with a structuring element under the
+// conditional rank rule, one body for both sample types and both operations.
+//
+// The rule at an interior pixel (x, y) with centre value Vc: the running
+// extreme starts at the top-left corner of the neighbourhood (member or not);
+// every member neighbour V is counted when it lies on the operation's side of
+// Vc (erosion V <= Vc, dilation V >= Vc) and replaces the extreme when it is
+// beyond it; the pixel takes the extreme when the count equals nSECount - 1
+// and keeps Vc otherwise. Row offsets dy run over the half-width and column
+// offsets dx over the half-height, the element is read at
+// (hA - dy) * nSEWidth + dx + hB (flipped top to bottom), and the pixels
+// above and to the left come from a row cache that is advanced column by
+// column and, at the right border, over-advanced.
+//
+// The cache is not simulated pixel by pixel here. Which source row each
+// cache cell holds is known in closed form (CachedRow), and every cell holds
+// an unmodified source row between y - hA and y + 1, so the engine keeps the
+// hA + 1 original rows y - hA .. y (the same memory as the cache) and reads
+// them through that mapping. Wherever the mapping is the plain one (all of
+// a row for 3-wide elements) a blocked loop computes 256 pixels at a time.
+#ifndef ZETDIP_MORPH_SE_ENGINE_H
+#define ZETDIP_MORPH_SE_ENGINE_H
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+#include "core/common.h"
+
+namespace zetdip::detail {
+
+// The comparisons that tell erosion from dilation.
+struct ErodeOp {
+    // A neighbour counts when it is not brighter than the centre.
+    template <class T>
+    static bool Qualifies(T v, T vc) {
+        return v <= vc;
+    }
+    // Strict: the first of equal values stays, which cannot change the value.
+    template <class T>
+    static T Extreme(T e, T v) {
+        return v < e ? v : e;
+    }
+};
+
+struct DilateOp {
+    template <class T>
+    static bool Qualifies(T v, T vc) {
+        return v >= vc;
+    }
+    template <class T>
+    static T Extreme(T e, T v) {
+        return v > e ? v : e;
+    }
+};
+
+// kGeneralOnly computes every interior pixel through the per-pixel cache
+// mapping; tests use it to check the blocked loop against it.
+enum class EnginePath { kBlocked, kGeneralOnly };
+
+// Geometry of one engine run and the mapping from cache cells to source rows.
+struct SeGeometry {
+    const int* pSE;
+    long long nSESize;  // nSEHeight * nSEWidth ints
+    int nSEWidth;
+    int hA;  // half-height: bounds dx, and the cache holds hA + 1 rows
+    int hB;  // half-width: bounds dy and the left/right borders
+    // dy runs over [-nRowReach, nRowReach] = min(hA, hB): for elements wider
+    // than tall the row offsets beyond the half-height fall outside the
+    // element (see Member), so they are not visited.
+    int nRowReach;
+    int nWidth;
+
+    // Element value at the flat index (hA - dy) * nSEWidth + dx + hB, which
+    // may run into the neighbouring element row as the index says. Indices
+    // outside the nSEHeight x nSEWidth ints (even sizes, elements wider than
+    // tall) count as non-members (chosen: there is no value to read).
+    bool Member(int dy, int dx) const {
+        const long long i = static_cast<long long>(hA - dy) * nSEWidth + dx + hB;
+        return i >= 0 && i < nSESize && pSE[i] != 0;
+    }
+
+    // Source row held by cache row r at column c while interior pixel x of
+    // row y is processed. Columns up to nWidth - 2 hB - 1 are advanced once
+    // per row, by the interior pixel c + hB, so those left of x - hB already
+    // hold the next row. Column c further right is advanced k times at the
+    // right border of every interior row; starting from row r at the first
+    // interior row, k advances per row leave row y - (hA - r) / k once enough
+    // rows have passed.
+    int CachedRow(int r, int c, int x, int y) const {
+        if (c <= nWidth - 2 * hB - 1) return y - hA + r + (c < x - hB ? 1 : 0);
+        const int k = std::min(hB, c - nWidth + 2 * hB + 1);
+        const int j = (hA - r) / k;
+        return y - hA > j ? y - j : r + (y - hA) * k;
+    }
+};
+
+// Unmodified source rows: rows y - hA .. y from the ring when the scan
+// writes into its own source, every other row straight from the source
+// (rows below y are not written yet).
+template <class T>
+struct OriginalRows {
+    const T* pSrc;
+    const T* pRing;  // hA + 1 rows, row r in slot r % (hA + 1); null when not in place
+    std::size_t nStride;
+    int nSlots;
+    int y;  // current row
+
+    const T* Row(int r) const {
+        if (pRing != nullptr && r <= y)
+            return pRing + static_cast<std::size_t>(r % nSlots) * nStride;
+        return pSrc + static_cast<std::size_t>(r) * nStride;
+    }
+};
+
+// One interior pixel through the general cache mapping. Neighbours whose
+// column lies outside the image (possible only for elements taller than
+// wide) are skipped (chosen): the flat row-major read would leave the row,
+// and at the last rows the image.
+template <class Op, class T>
+T RankRuleAt(const SeGeometry& g, const OriginalRows<T>& rows, int x, int nNeed) {
+    const int y = rows.y;
+    const T vc = rows.Row(y)[x];
+    T e = rows.Row(y - g.hA)[x - g.hB];  // corner seed, member or not (intended)
+    int k = 0;
+    for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy) {
+        for (int dx = -g.hA; dx <= g.hA; ++dx) {
+            if ((dy == 0 && dx == 0) || !g.Member(dy, dx)) continue;
+            const int c = x + dx;
+            if (c < 0 || c >= g.nWidth) continue;
+            const bool bFromCache = dy < 0 || (dy == 0 && dx < 0);
+            const int r = bFromCache ? g.CachedRow(g.hA + dy, c, x, y) : y + dy;
+            const T v = rows.Row(r)[c];
+            k += Op::Qualifies(v, vc) ? 1 : 0;
+            e = Op::Extreme(e, v);
+        }
+    }
+    return k == nNeed ? e : vc;
+}
+
+// Interior pixels xLo..xHi whose cache cells all follow the plain mapping
+// (row y + dy, or y + dy + 1 for cells already advanced in this row), 256 at
+// a time. C counts the qualifying neighbours; it holds the member count.
+template <class Op, class T, class C>
+void RankRuleBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo, int xHi, T* pOut,
+                     int nNeed) {
+    constexpr int kBlock = 256;
+    const int y = rows.y;
+    const T* pCentre = rows.Row(y);
+    const T* pSeed = rows.Row(y - g.hA);
+    const C need = static_cast<C>(nNeed);
+    T e[kBlock];
+    C k[kBlock];
+    for (int x0 = xLo; x0 <= xHi; x0 += kBlock) {
+        const int n = std::min(kBlock, xHi - x0 + 1);
+        const T* vc = pCentre + x0;
+        for (int i = 0; i < n; ++i) {
+            e[i] = pSeed[x0 - g.hB + i];
+            k[i] = 0;
+        }
+        for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy) {
+            for (int dx = -g.hA; dx <= g.hA; ++dx) {
+                if ((dy == 0 && dx == 0) || !g.Member(dy, dx)) continue;
+                const bool bFromCache = dy < 0 || (dy == 0 && dx < 0);
+                const int r = y + dy + (bFromCache && dx < -g.hB ? 1 : 0);
+                const T* p = rows.Row(r) + x0 + dx;
+                for (int i = 0; i < n; ++i) {
+                    const T v = p[i];
+                    k[i] = static_cast<C>(k[i] + (Op::Qualifies(v, vc[i]) ? 1 : 0));
+                    e[i] = Op::Extreme(e[i], v);
+                }
+            }
+        }
+        T* out = pOut + x0;
+        for (int i = 0; i < n; ++i) {
+            const T extreme = e[i], centre = vc[i];  // both loaded: a branch-free select
+            out[i] = k[i] == need ? extreme : centre;
+        }
+    }
+}
+
+// Erosion (ErodeOp) or dilation (DilateOp) of a one-channel image. pDst may
+// equal pSrc. Returns false, writing nothing, for nSEHeight < 3, for an
+// element without columns (nSEWidth < 1, chosen: such an element has no
+// value to read) and when the hA + 1 rows of scratch cannot be allocated.
+// Images too small for any interior pixel are copied; rows are saved only
+// as the scan reaches them, so an image shorter than hA + 1 rows is never
+// read past its end (chosen).
+template <class Op, class T>
+bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE, int nSEHeight,
+                 int nSEWidth, int nSECount, EnginePath path = EnginePath::kBlocked) {
+    if (nSEHeight < 3 || nSEWidth < 1) return false;
+    const int hA = nSEHeight / 2;
+    const int hB = nSEWidth / 2;
+    const std::size_t nStride = nWidth > 0 ? static_cast<std::size_t>(nWidth) : 0;
+    // The same memory as the row cache: hA + 1 rows.
+    auto pRing = NewScratch<T>((static_cast<std::size_t>(hA) + 1) * nStride);
+    if (!pRing) return false;
+    if (nWidth <= 0 || nHeight <= 0) return true;
+
+    const bool bInPlace = pSrc == pDst;
+    const SeGeometry g{
+        pSE,   static_cast<long long>(nSEHeight) * nSEWidth, nSEWidth, hA, hB, std::min(hA, hB),
+        nWidth};
+    OriginalRows<T> rows{pSrc, bInPlace ? pRing.get() : nullptr, nStride, hA + 1, 0};
+    const int nNeed = WrapSub(nSECount, 1);
+    const int nLastInteriorRow = nHeight - hA - 1;  // may be negative: no interior row
+    const int nInteriorEnd = nWidth - hB - 1;       // last interior column
+
+    // Pixels [xLo, xHi] read only cache cells of the plain mapping and columns
+    // inside the image; the interior pixels left and right of them take the
+    // general mapping.
+    long long xLo = std::max(hA, hB);
+    long long xHi = std::min<long long>(nInteriorEnd, static_cast<long long>(nWidth) - 1 - hA);
+    if (hB >= 2) xHi = std::min(xHi, static_cast<long long>(nWidth) - 2LL * hB - hA);
+    if (path == EnginePath::kGeneralOnly || xHi < xLo) {
+        xLo = static_cast<long long>(nInteriorEnd) + 1;
+        xHi = nInteriorEnd;
+    }
+
+    // Member offsets of the blocked span: the counter type must hold them.
+    long long nMembers = 0;
+    if (xLo <= xHi)
+        for (int dy = -g.nRowReach; dy <= g.nRowReach; ++dy)
+            for (int dx = -hA; dx <= hA; ++dx)
+                if (!(dy == 0 && dx == 0) && g.Member(dy, dx)) ++nMembers;
+
+    for (int y = 0; y < nHeight; ++y) {
+        const T* pSrcRow = pSrc + static_cast<std::size_t>(y) * nStride;
+        T* pOut = pDst + static_cast<std::size_t>(y) * nStride;
+        rows.y = y;
+        if (bInPlace && y <= nLastInteriorRow)
+            std::memmove(pRing.get() + static_cast<std::size_t>(y % (hA + 1)) * nStride, pSrcRow,
+                         nStride * sizeof(T));
+        if (y < hA || y > nLastInteriorRow) {
+            if (!bInPlace) std::memmove(pOut, pSrcRow, nStride * sizeof(T));
+            continue;
+        }
+        const T* pCentre = rows.Row(y);
+        // Left and right border columns keep their source values.
+        if (!bInPlace) {
+            const int nLeft = std::min(hB, nWidth);
+            std::memmove(pOut, pCentre, static_cast<std::size_t>(nLeft) * sizeof(T));
+            const int nRightStart = std::max(hB, nInteriorEnd + 1);
+            if (nRightStart < nWidth)
+                std::memmove(pOut + nRightStart, pCentre + nRightStart,
+                             static_cast<std::size_t>(nWidth - nRightStart) * sizeof(T));
+        }
+        if (nInteriorEnd < hB) continue;
+        const int lo = static_cast<int>(xLo), hi = static_cast<int>(xHi);
+        for (int x = hB; x < lo; ++x) pOut[x] = RankRuleAt<Op>(g, rows, x, nNeed);
+        if (lo <= hi) {
+            if (nNeed < 0 || nNeed > nMembers)
+                // The count can never match: every pixel keeps its value.
+                std::memmove(pOut + lo, pCentre + lo,
+                             static_cast<std::size_t>(hi - lo + 1) * sizeof(T));
+            else if (nMembers <= std::numeric_limits<T>::max())
+                RankRuleBlocked<Op, T, T>(g, rows, lo, hi, pOut, nNeed);
+            else
+                RankRuleBlocked<Op, T, std::uint32_t>(g, rows, lo, hi, pOut, nNeed);
+        }
+        for (int x = hi + 1; x <= nInteriorEnd; ++x) pOut[x] = RankRuleAt<Op>(g, rows, x, nNeed);
+    }
+    return true;
+}
+
+}  // namespace zetdip::detail
+
+#endif  // ZETDIP_MORPH_SE_ENGINE_H

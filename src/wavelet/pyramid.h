@@ -1,0 +1,203 @@
+// Multi-level 2-D wavelet decomposition of an image into a coefficient image,
+// reconstruction of chosen detail levels into a binary image, and the set
+// difference of two images. One body per operation for both sample types.
+#ifndef ZETDIP_WAVELET_PYRAMID_H
+#define ZETDIP_WAVELET_PYRAMID_H
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <memory>
+
+#include "DipThresholding.h"
+#include "core/common.h"
+#include "wavelet/transform.h"
+
+namespace zetdip::detail {
+
+// The decomposition performs at most this many levels, and a level only when
+// both sides of its band are at least kWaveletMinBand.
+inline constexpr int kWaveletMaxLevels = 4;
+inline constexpr int kWaveletMinBand = 16;
+
+// Columns are gathered kColumnBlock at a time: neighbouring columns share
+// cache lines, so a block reads each line of the image once instead of once
+// per column. The transforms themselves still run one column at a time.
+inline constexpr int kColumnBlock = 8;
+
+struct ColumnScratch {
+    std::unique_ptr<double[]> pData;
+    int nColumns = 0;  // columns it holds, of nHeight values each
+};
+
+// Room for kColumnBlock columns, or for one when that much cannot be had;
+// null only when one column cannot be allocated. nHeight must not be negative.
+inline ColumnScratch NewColumnScratch(int nHeight) {
+    const std::size_t n = static_cast<std::size_t>(nHeight);
+    ColumnScratch s{NewScratch<double>(n * kColumnBlock), kColumnBlock};
+    if (!s.pData) s = ColumnScratch{NewScratch<double>(n), 1};
+    return s;
+}
+
+// Applies transform to the first nRun values (nRun <= the scratch's column
+// height) of each column c < nColumns of a coefficient image.
+template <class Transform>
+void TransformColumns(double* pCoef, int nWidth, int nColumns, int nRun,
+                      const ColumnScratch& scratch, Transform transform) {
+    const std::size_t nStride = static_cast<std::size_t>(nWidth);
+    double* pBlock = scratch.pData.get();
+    for (int c0 = 0; c0 < nColumns; c0 += scratch.nColumns) {
+        const int nBlock = std::min(scratch.nColumns, nColumns - c0);
+        for (int r = 0; r < nRun; ++r) {
+            const double* pIn = pCoef + r * nStride + c0;
+            for (int i = 0; i < nBlock; ++i)
+                pBlock[i * static_cast<std::size_t>(nRun) + r] = pIn[i];
+        }
+        for (int i = 0; i < nBlock; ++i) transform(pBlock + i * static_cast<std::size_t>(nRun));
+        for (int r = 0; r < nRun; ++r) {
+            double* pOut = pCoef + r * nStride + c0;
+            for (int i = 0; i < nBlock; ++i)
+                pOut[i] = pBlock[i * static_cast<std::size_t>(nRun) + r];
+        }
+    }
+}
+
+// Sets to 0 the coefficients of rows [r0, r1) and columns [c0, c1), both
+// clipped to the image.
+inline void ZeroBlock(double* pCoef, int nWidth, int nHeight, long long r0, long long r1,
+                      long long c0, long long c1) {
+    r0 = std::max(r0, 0LL);
+    c0 = std::max(c0, 0LL);
+    r1 = std::min<long long>(r1, nHeight);
+    c1 = std::min<long long>(c1, nWidth);
+    if (c0 >= c1) return;
+    for (long long r = r0; r < r1; ++r)
+        std::fill(pCoef + r * nWidth + c0, pCoef + r * nWidth + c1, 0.0);
+}
+
+template <class T>
+bool WaveletDecompose(const T* pSrc, double* pCoef, int nWidth, int nHeight, int& rLowWidth,
+                      int& rLowHeight, int* pWidthOdd, int* pHeightOdd) {
+    if (pWidthOdd == nullptr || pHeightOdd == nullptr) return false;
+    const std::size_t nCount = SampleCount(nWidth, nHeight);
+    for (std::size_t i = 0; i < nCount; ++i) pCoef[i] = pSrc[i];
+
+    // Rows are transformed in place in pCoef; columns go through one scratch.
+    // A negative side is a scratch request no allocator grants.
+    if (nWidth < 0 || nHeight < 0) return false;
+    const ColumnScratch columns = NewColumnScratch(nHeight);
+    if (!columns.pData) return false;
+
+    rLowWidth = nWidth;
+    rLowHeight = nHeight;
+    int& w = rLowWidth;
+    int& h = rLowHeight;
+    for (int k = 0; k < kWaveletMaxLevels; ++k) {
+        if (h < kWaveletMinBand || w < kWaveletMinBand) break;
+        // Only one variable passed for both sizes can make the band outgrow the image.
+        if (w > nWidth || h > nHeight) break;
+        pWidthOdd[k] = w % 2;
+        pHeightOdd[k] = h % 2;
+        // The results of the 1-D transforms are ignored: a failed run stays as it was.
+        for (int r = 0; r < h; ++r)
+            WaveletForward(pCoef + static_cast<std::size_t>(r) * nWidth, w, pWidthOdd[k]);
+        const int nOdd = pHeightOdd[k];
+        TransformColumns(pCoef, nWidth, w, h, columns,
+                         [&](double* p) { WaveletForward(p, h, nOdd); });
+        w = (w + 1) / 2;
+        h = (h + 1) / 2;
+    }
+    return true;
+}
+
+// Per-depth parts of the reconstruction's output: how a coefficient becomes a
+// sample (the low bits of (int)|value| are stored) and the thresholding call.
+struct Reconstruction8 {
+    using Sample = unsigned char;
+    static constexpr int kBitsPerPixel = 8;
+    static double Value(double dCoef, int) { return std::fabs(dCoef); }
+    static int BitsStored(int) { return 8; }
+    static int Threshold(int) { return 128; }
+};
+
+struct Reconstruction16 {
+    using Sample = unsigned short;
+    static constexpr int kBitsPerPixel = 16;
+    // Scaled by 2^nBitsStored / 256 though the decomposition does not scale: intended.
+    static double Value(double dCoef, int nBitsStored) {
+        return std::fabs(dCoef * 0.00390625 * static_cast<double>(PowerOfTwo(nBitsStored)));
+    }
+    static int BitsStored(int nBitsStored) { return nBitsStored; }
+    static int Threshold(int nBitsStored) { return PowerOfTwo(nBitsStored) / 2; }
+};
+
+// The low bits of (int)|value|, without clamping: 300 gives 44 in 8 bits.
+template <class Out>
+typename Out::Sample CoefficientSample(double dCoef, int nBitsStored) {
+    const int v = TruncToInt(Out::Value(dCoef, nBitsStored));
+    return static_cast<typename Out::Sample>(static_cast<unsigned>(v));
+}
+
+// Whether the inverse of nLowCount low values with parity nOdd, a run of
+// 2 * nLowCount - nOdd values, fits in nCapacity values.
+inline bool InverseFits(int nLowCount, int nOdd, int nCapacity) {
+    const long long nRun = 2LL * nLowCount - nOdd;
+    return nRun >= 0 && nRun <= nCapacity;
+}
+
+template <class Out>
+bool WaveletReconstruct(double* pCoef, typename Out::Sample* pDst, int nBitsStored, int nWidth,
+                        int nHeight, int nKeepLevelA, int nKeepLevelB, int nLowWidth,
+                        int nLowHeight, const int* pWidthOdd, const int* pHeightOdd, int nLevels) {
+    if (pWidthOdd == nullptr || pHeightOdd == nullptr) return false;
+    if (nWidth < 0 || nHeight < 0) return false;  // the scratch request would fail
+    const ColumnScratch columns = NewColumnScratch(nHeight);
+    if (!columns.pData) return false;
+
+    // Sizes wrap like int arithmetic; runs that would not fit the image are
+    // left untransformed rather than written past it.
+    int w = nLowWidth;
+    int h = nLowHeight;
+    for (int k = nLevels - 1; k >= 0; --k) {
+        const int nOddW = pWidthOdd[k];
+        const int nOddH = pHeightOdd[k];
+        const int nW = WrapSub(WrapMul(2, w), nOddW);
+        const int nH = WrapSub(WrapMul(2, h), nOddH);
+        if (k == nLevels - 1) ZeroBlock(pCoef, nWidth, nHeight, 0, h, 0, w);
+        if (k != nKeepLevelA && k != nKeepLevelB) {
+            // The stripes cross the whole image, finer levels included: intended.
+            ZeroBlock(pCoef, nWidth, nHeight, h, nH, 0, nWidth);
+            ZeroBlock(pCoef, nWidth, nHeight, 0, nHeight, w, nW);
+        }
+        if (InverseFits(h, nOddH, nHeight)) {
+            TransformColumns(pCoef, nWidth, std::min(nW, nWidth), nH, columns,
+                             [&](double* p) { WaveletInverse(p, h, nOddH); });
+        }
+        if (InverseFits(w, nOddW, nWidth)) {
+            const int nRows = std::min(nH, nHeight);
+            for (int r = 0; r < nRows; ++r)
+                WaveletInverse(pCoef + static_cast<std::size_t>(r) * nWidth, w, nOddW);
+        }
+        w = nW;
+        h = nH;
+    }
+
+    const std::size_t nCount = SampleCount(nWidth, nHeight);
+    for (std::size_t i = 0; i < nCount; ++i)
+        pDst[i] = CoefficientSample<Out>(pCoef[i], nBitsStored);
+    unsigned char* pBytes = reinterpret_cast<unsigned char*>(pDst);
+    CDipThresholding::ApplyThresholding(pBytes, pBytes, Out::kBitsPerPixel,
+                                        Out::BitsStored(nBitsStored), nWidth, nHeight,
+                                        Out::Threshold(nBitsStored));
+    return true;
+}
+
+// Set difference A minus B over nCount samples.
+template <class T>
+void SubtractSet(const T* pSrcA, const T* pSrcB, T* pDst, int nCount) {
+    for (int i = 0; i < nCount; ++i) pDst[i] = pSrcB[i] != 0 ? T(0) : pSrcA[i];
+}
+
+}  // namespace zetdip::detail
+
+#endif  // ZETDIP_WAVELET_PYRAMID_H

@@ -1,0 +1,174 @@
+#include "wavelet/transform.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+
+#include "DipWavelet.h"
+#include "core/common.h"
+
+using namespace zetdip::detail;
+
+namespace {
+
+using Idx = std::ptrdiff_t;
+
+// The forward body. Unguarded, it assumes nOdd is 0 or 1 and E >= 11, so that
+// every row reads and writes inside the run; guarded, terms outside the run
+// are dropped (adding them as zeros would give the same sums).
+template <bool kGuarded>
+void Forward(const double* x, int nLength, int nOdd, double* out) {
+    const Idx n = nLength;
+    const Idx nL = (n + nOdd) / 2;
+    const Idx nH = nL - nOdd;
+    const Idx nE = n - nOdd;
+    auto add = [&](Idx nSlot, Idx i, double dTap) {
+        if constexpr (kGuarded) {
+            if (nSlot < 0 || nSlot >= n || i < 0 || i >= n) return;
+        }
+        out[nSlot] += dTap * x[i];
+    };
+
+    for (int r = 0; r < 4; ++r)
+        for (int t = 0; t < kAnalysisEdgeTaps[r]; ++t) add(r, t, kAnalysisEdge[r][t]);
+
+    // Interior low rows and the high rows never share a slot with another row,
+    // so each is summed from 0 on its own: the same sum, term by term.
+    const Idx nLowEnd = std::min(nL - 5, n - 1);
+    for (Idx k = 4; k <= nLowEnd; ++k) {
+        if constexpr (kGuarded) {
+            for (int t = 0; t < 9; ++t) add(k, 2 * k - 4 + t, kAnalysisLow[t]);
+        } else {
+            const double* p = x + 2 * k - 4;
+            double dAcc = 0.0;
+            for (int t = 0; t < 9; ++t) dAcc += kAnalysisLow[t] * p[t];
+            out[k] += dAcc;
+        }
+    }
+
+    // Right rows L[nL-4] .. L[nL-1]: the left rows mirrored about E.
+    for (int r = 3; r >= 0; --r)
+        for (int t = 0; t < kAnalysisEdgeTaps[r]; ++t)
+            add(nL - 1 - r, nE - 1 - t, kAnalysisEdge[r][t]);
+
+    // The high-pass loop ends at nH - 11, leaving ten slots at 0: intended.
+    const Idx nHighBegin = std::max<Idx>(0, -nL);
+    const Idx nHighEnd = std::min(nH - 12, n - 1 - nL);
+    for (Idx j = nHighBegin; j <= nHighEnd; ++j) {
+        if constexpr (kGuarded) {
+            add(nL + j, 2 * j, -0.5);
+            add(nL + j, 2 * j + 1, 1.0);
+            add(nL + j, 2 * j + 2, -0.5);
+        } else {
+            double dAcc = 0.0;
+            dAcc += -0.5 * x[2 * j];
+            dAcc += x[2 * j + 1];
+            dAcc += -0.5 * x[2 * j + 2];
+            out[nL + j] += dAcc;
+        }
+    }
+
+    // The last high value goes to slot E - 1 (H[nH-2] for odd runs): intended.
+    add(nE - 1, nE - 2, -0.5);
+    add(nE - 1, nE - 1, 1.0);
+}
+
+// The inverse body. Unguarded, it assumes nOdd is 0 or 1 and nH >= 4; guarded,
+// rows of coefficients that do not exist are skipped and contributions outside
+// the run dropped. Every contribution is added at once into its output slot.
+template <bool kGuarded>
+void Inverse(const double* in, int nLowCount, int nOdd, double* out) {
+    const Idx nL = nLowCount;
+    const Idx nH = nL - nOdd;
+    const Idx n = nL + nH;
+    auto add = [&](Idx o, Idx nSrc, double dTap) {
+        if constexpr (kGuarded) {
+            if (o < 0 || o >= n || nSrc < 0 || nSrc >= n) return;
+        }
+        out[o] += dTap * in[nSrc];
+    };
+    // One boundary row of eight taps for d[j], possibly reversed.
+    auto edge = [&](Idx j, Idx nFirst, const double* pTaps, bool bReversed) {
+        if constexpr (kGuarded) {
+            if (j < 0 || j >= nH) return;
+        }
+        for (int t = 0; t < 8; ++t) add(nFirst + t, nL + j, pTaps[bReversed ? 7 - t : t]);
+    };
+
+    edge(0, 0, kSynthesisEdge[0], false);
+    edge(1, 0, kSynthesisEdge[1], false);
+    const Idx nHighEnd = kGuarded ? std::min(nH - 3, n / 2 + 2) : nH - 3;
+    for (Idx j = 2; j <= nHighEnd; ++j) {
+        if constexpr (kGuarded) {
+            for (int t = 0; t < 9; ++t) add(2 * j - 3 + t, nL + j, kSynthesisHigh[t]);
+        } else {
+            const double dValue = in[nL + j];
+            double* o = out + 2 * j - 3;
+            for (int t = 0; t < 9; ++t) o[t] += kSynthesisHigh[t] * dValue;
+        }
+    }
+    edge(nH - 2, 2 * nH - 8, kSynthesisEdge[1], true);
+    edge(nH - 1, 2 * nH - 8, kSynthesisEdge[0], true);
+
+    if (nL < 1) return;
+    add(0, 0, 1.0);
+    add(1, 0, 0.5);
+    const Idx nLowEnd = kGuarded ? std::min(nL - 2, n / 2 + 1) : nL - 2;
+    for (Idx k = 1; k <= nLowEnd; ++k) {
+        add(2 * k - 1, k, 0.5);
+        add(2 * k, k, 1.0);
+        add(2 * k + 1, k, 0.5);
+    }
+    add(2 * nL - 3, nL - 1, 0.5);
+    add(2 * nL - 2, nL - 1, 1.0);
+    if (nOdd != 1) add(2 * nL - 1, nL - 1, 0.5);
+}
+
+}  // namespace
+
+namespace zetdip::detail {
+
+void WaveletForwardInto(const double* x, int nLength, int nOdd, double* out) {
+    if ((nOdd == 0 || nOdd == 1) && nLength >= 11 + nOdd)
+        Forward<false>(x, nLength, nOdd, out);
+    else
+        Forward<true>(x, nLength, nOdd, out);
+}
+
+void WaveletInverseInto(const double* in, int nLowCount, int nOdd, double* out) {
+    if ((nOdd == 0 || nOdd == 1) && nLowCount >= 4 + nOdd)
+        Inverse<false>(in, nLowCount, nOdd, out);
+    else
+        Inverse<true>(in, nLowCount, nOdd, out);
+}
+
+bool WaveletForward(double* pData, int nLength, int nOdd) {
+    if (nLength < 0) return false;  // a negative run is a request no allocator grants
+    const auto pOut = NewScratch<double>(static_cast<std::size_t>(nLength));
+    if (!pOut) return false;
+    std::fill_n(pOut.get(), nLength, 0.0);
+    WaveletForwardInto(pData, nLength, nOdd, pOut.get());
+    std::copy_n(pOut.get(), nLength, pData);
+    return true;
+}
+
+bool WaveletInverse(double* pData, int nLowCount, int nOdd) {
+    const long long nLength = 2LL * nLowCount - nOdd;
+    if (nLength < 0 || nLength > INT_MAX) return false;  // refused like a failed allocation
+    const auto pOut = NewScratch<double>(static_cast<std::size_t>(nLength));
+    if (!pOut) return false;
+    std::fill_n(pOut.get(), nLength, 0.0);
+    WaveletInverseInto(pData, nLowCount, nOdd, pOut.get());
+    std::copy_n(pOut.get(), nLength, pData);
+    return true;
+}
+
+}  // namespace zetdip::detail
+
+bool CDipWavelet::ApplyWaveletTransform(double* pData, int nLength, int nOdd) {
+    return WaveletForward(pData, nLength, nOdd);
+}
+
+bool CDipWavelet::ApplyInverseWaveletTransform(double* pData, int nLowCount, int nOdd, int) {
+    return WaveletInverse(pData, nLowCount, nOdd);
+}
