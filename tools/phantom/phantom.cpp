@@ -127,30 +127,13 @@ Mammogram MakeMammogram(const Options& opt) {
     auto depthOf = [&](int x) { return opt.bBreastOnRight ? W - 1 - x : x; };
     auto columnOf = [&](double depth) { return opt.bBreastOnRight ? W - 1 - depth : depth; };
 
-    // Vessels: sinuous lines from the chest wall toward the nipple.
-    std::vector<std::vector<Point>> vessels;
-    for (int v = 0; v < opt.nVessels; ++v) {
-        const double f0 = rng.Uniform(0.2, 0.85);
-        const double slope = rng.Uniform(-0.35, 0.15);
-        const double amp = rng.Uniform(2.0, 6.0) / px, period = rng.Uniform(25.0, 50.0) / px;
-        const double phase = rng.Uniform(0.0, 2.0 * kPi);
-        const double lengthFrac = rng.Uniform(0.55, 0.85);
-        std::vector<Point> line;
-        for (double d = 0.0;; d += 0.5 / px) {
-            const double y = f0 * H + slope * d + amp * std::sin(2.0 * kPi * d / period + phase);
-            if (y < 0 || y >= H) break;
-            if (d > lengthFrac * BreastExtentMm(y / H, opt.dWidthMm) / px) break;
-            line.push_back({columnOf(d), y});
-        }
-        if (line.size() >= 2) vessels.push_back(std::move(line));
-    }
-
-    // Cluster centres inside the breast, away from the muscle, the edges, the
-    // vessels and each other.
+    // Cluster centres inside the breast, away from the muscle, the edges and
+    // each other. A cluster that finds no place is not planted.
     const double marginPx = 12.0 / px;
     for (int nMembers : opt.clusterSizes) {
         Cluster c{};
-        for (int attempt = 0; attempt < 10000; ++attempt) {
+        bool bPlaced = false;
+        for (int attempt = 0; attempt < 10000 && !bPlaced; ++attempt) {
             const double y = rng.Uniform(0.12, 0.78) * H;
             const double extent = BreastExtentMm(y / H, opt.dWidthMm) / px;
             const double muscle = MuscleExtentMm(y / H, opt.dWidthMm) / px;
@@ -160,11 +143,11 @@ Mammogram MakeMammogram(const Options& opt) {
             bool ok = true;
             for (const auto& other : m.truth.clusters)
                 ok = ok && std::hypot(other.centre.x - p.x, other.centre.y - p.y) > 35.0 / px;
-            for (const auto& line : vessels) ok = ok && DistanceToPolyline(line, p.x, p.y) > 9.0 / px;
             if (!ok) continue;
             c.centre = p;
-            break;
+            bPlaced = true;
         }
+        if (!bPlaced) continue;
         // Members within 4 mm, at least 1.2 mm apart.
         while (static_cast<int>(c.members.size()) < nMembers) {
             const double r = rng.Uniform(0.0, 4.0) / px, a = rng.Uniform(0.0, 2.0 * kPi);
@@ -177,6 +160,30 @@ Mammogram MakeMammogram(const Options& opt) {
         for (const auto& q : c.members) sx += q.x, sy += q.y;
         c.centre = {sx / c.members.size(), sy / c.members.size()};
         m.truth.clusters.push_back(std::move(c));
+    }
+
+    // Vessels: sinuous lines from the chest wall toward the nipple, kept
+    // 8 mm away from the clusters (a line that passes closer is drawn anew).
+    std::vector<std::vector<Point>> vessels;
+    for (int v = 0, attempt = 0; v < opt.nVessels && attempt < 1000; ++attempt) {
+        const double f0 = rng.Uniform(0.2, 0.85);
+        const double slope = rng.Uniform(-0.35, 0.15);
+        const double amp = rng.Uniform(2.0, 6.0) / px, period = rng.Uniform(25.0, 50.0) / px;
+        const double phase = rng.Uniform(0.0, 2.0 * kPi);
+        const double lengthFrac = rng.Uniform(0.55, 0.85);
+        std::vector<Point> line;
+        for (double d = 0.0;; d += 0.5 / px) {
+            const double y = f0 * H + slope * d + amp * std::sin(2.0 * kPi * d / period + phase);
+            if (y < 0 || y >= H) break;
+            if (d > lengthFrac * BreastExtentMm(y / H, opt.dWidthMm) / px) break;
+            line.push_back({columnOf(d), y});
+        }
+        bool ok = line.size() >= 2;
+        for (const auto& cl : m.truth.clusters)
+            for (const auto& q : cl.members) ok = ok && DistanceToPolyline(line, q.x, q.y) > 8.0 / px;
+        if (!ok) continue;
+        vessels.push_back(std::move(line));
+        ++v;
     }
 
     Texture texture(rng, W, H, px);

@@ -25,7 +25,7 @@ struct Options {
     double dNoise = 20.0;             // pixel noise sigma inside the breast
     double dMuscle = 2600.0;          // level of the pectoral muscle
     double dVesselContrast = 260.0;   // peak added along vessels
-    int nVessels = 3;
+    int nVessels = 8;
     double dCalcification = 3900.0;   // peak level of a microcalcification
     // Clusters to plant: members per cluster (each >= 1). A cluster of 3 or
     // fewer members is planted too but is not meant to be reported.
