@@ -97,23 +97,22 @@ TEST(BreastOnPhantom8Bit, PectoralRemovalReportsFalseAndLeavesMask) {
     EXPECT_EQ(mask, before);
 }
 
-TEST(BreastMask, EightBitNeverWritesTheSide) {
-    Mammogram m = MakePhantom(true, 0.1);
-    auto image = zetdip::phantom::To8Bits(m);
-    std::vector<unsigned char> mask(image.size());
-    bool bBreastOnRight = false;  // the probe says right, the 8-bit variant ignores it
-    ASSERT_TRUE(CDipFilters::CreateMaskOfBreast(image.data(), mask.data(), 8, 8, m.nWidth,
-                                                m.nHeight, bBreastOnRight, 0.1));
-    EXPECT_FALSE(bBreastOnRight);
-}
-
-TEST(BreastMask, SixteenBitNeverSetsTheSideBackToLeft) {
-    Mammogram m = MakePhantom(false, 0.1);
-    std::vector<unsigned short> mask(m.image.size());
-    bool bBreastOnRight = true;
-    ASSERT_TRUE(CDipFilters::CreateMaskOfBreast(Bytes(m.image), Bytes(mask), 16, 12, m.nWidth,
-                                                m.nHeight, bBreastOnRight, 0.1));
-    EXPECT_TRUE(bBreastOnRight);
+TEST(BreastMask, SideIsWrittenOnlyBySixteenBitAndOnlyToRight) {
+    // 8-bit: a probe saying right leaves the caller's false alone.
+    Mammogram right = MakePhantom(true, 0.1);
+    auto image8 = zetdip::phantom::To8Bits(right);
+    std::vector<unsigned char> mask8(image8.size());
+    bool bSide = false;
+    ASSERT_TRUE(CDipFilters::CreateMaskOfBreast(image8.data(), mask8.data(), 8, 8, right.nWidth,
+                                                right.nHeight, bSide, 0.1));
+    EXPECT_FALSE(bSide);
+    // 16-bit: a probe saying left never sets the caller's true back to false.
+    Mammogram left = MakePhantom(false, 0.1);
+    std::vector<unsigned short> mask(left.image.size());
+    bSide = true;
+    ASSERT_TRUE(CDipFilters::CreateMaskOfBreast(Bytes(left.image), Bytes(mask), 16, 12, left.nWidth,
+                                                left.nHeight, bSide, 0.1));
+    EXPECT_TRUE(bSide);
 }
 
 TEST(BreastMask, UndecidedImageIsFilled) {
@@ -181,8 +180,8 @@ TEST(PectoralRemoval, SixteenBitClearsMuscleBandFromStartRowUpward) {
         }
 }
 
+// Results are not meaningful here; the calls must only stay inside the buffers.
 TEST(BreastSegmentation, TinyImagesAndExtremePixelSizesStayInsideBuffers) {
-    // Results are not meaningful here; the calls must only stay in bounds.
     for (int H : {1, 2, 3, 5, 9}) {
         for (double px : {1e-9, 0.1, 100.0}) {
             std::vector<unsigned short> image(7 * H, 0), mask(7 * H, 0);
