@@ -1,68 +1,48 @@
-// Straightforward rank-rule engine for the morphology tests: the row cache
-// is kept and advanced column by column exactly as the engine's rule reads,
-// with the library's guards: element indices outside the element, row
-// offsets beyond the half-height and neighbours outside the image are skipped.
+// The rank rule read literally: per-column row cache, right-border over-advance, library guards.
 #ifndef ZETDIP_TESTS_SUPPORT_MORPH_REFERENCE_H
 #define ZETDIP_TESTS_SUPPORT_MORPH_REFERENCE_H
 
-#include <cstdlib>
 #include <vector>
 
 namespace zetdip::test {
 
 template <class T>
-bool ReferenceRankRule(bool bErode, const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE,
-                       int nSEHeight, int nSEWidth, int nSECount) {
-    if (nSEHeight < 3 || nSEWidth < 1) return false;
-    const int hA = nSEHeight / 2, hB = nSEWidth / 2, W = nWidth;
-    std::vector<T> cache(static_cast<std::size_t>(hA + 1) * W);
-    for (int r = 0; r <= hA && r < nHeight; ++r)
-        for (int c = 0; c < W; ++c) cache[r * W + c] = pSrc[r * W + c];
+void ReferenceRankRule(bool bErode, const T* s, T* d, int W, int H, const int* pSE, int nSEHeight,
+                       int nSEWidth, int nSECount) {
+    const int hA = nSEHeight / 2, hB = nSEWidth / 2;
+    std::vector<T> cache(s, s + (H < hA + 1 ? H : hA + 1) * W);
+    cache.resize(static_cast<std::size_t>(hA + 1) * W);
     auto advance = [&](int c, int y) {
         for (int i = 1; i <= hA; ++i) cache[(i - 1) * W + c] = cache[i * W + c];
-        cache[hA * W + c] = pSrc[(y + 1) * W + c];
+        cache[hA * W + c] = s[(y + 1) * W + c];
     };
-    for (int y = 0; y < nHeight; ++y) {
+    for (int y = 0; y < H; ++y) {
         for (int x = 0; x < W; ++x) {
-            if (y < hA || y > nHeight - hA - 1 || x < hB) {
-                pDst[y * W + x] = pSrc[y * W + x];
-                continue;
-            }
-            if (x > W - hB - 1) {
+            const T vc = d[y * W + x] = s[y * W + x];
+            if (y < hA || y > H - hA - 1 || x < hB) continue;
+            if (x > W - hB - 1) {  // right border: every column from x - hB is advanced
                 for (int c = x - hB; c < W; ++c) advance(c, y);
-                pDst[y * W + x] = pSrc[y * W + x];
                 continue;
             }
-            const T vc = pSrc[y * W + x];
             T e = cache[x - hB];
-            long long k = 0;
+            int k = 0;
             for (int dy = hB; dy >= -hB; --dy) {
-                if (std::abs(dy) > hA) continue;
                 for (int dx = -hA; dx <= hA; ++dx) {
-                    if (dy == 0 && dx == 0) continue;
                     const long long i = static_cast<long long>(hA - dy) * nSEWidth + dx + hB;
-                    if (i < 0 || i >= static_cast<long long>(nSEHeight) * nSEWidth || pSE[i] == 0)
+                    if ((dy == 0 && dx == 0) || i < 0 || i >= 1LL * nSEHeight * nSEWidth ||
+                        pSE[i] == 0 || x + dx < 0 || x + dx >= W)
                         continue;
-                    if (x + dx < 0 || x + dx >= W) continue;
                     const bool bFromSource = dy > 0 || (dy == 0 && dx > 0);
                     const T v =
-                        bFromSource ? pSrc[(y + dy) * W + x + dx] : cache[(hA + dy) * W + x + dx];
-                    if (bErode ? v <= vc : v >= vc) ++k;
+                        bFromSource ? s[(y + dy) * W + x + dx] : cache[(hA + dy) * W + x + dx];
+                    k += bErode ? v <= vc : v >= vc;
                     if (bErode ? v < e : v > e) e = v;
                 }
             }
             advance(x - hB, y);
-            pDst[y * W + x] = k == static_cast<long long>(nSECount) - 1 ? e : vc;
+            if (k == nSECount - 1) d[y * W + x] = e;
         }
     }
-    return true;
-}
-
-// Number of non-zero entries of an element.
-inline int MemberCount(const std::vector<int>& se) {
-    int n = 0;
-    for (int v : se) n += v != 0;
-    return n;
 }
 
 }  // namespace zetdip::test
