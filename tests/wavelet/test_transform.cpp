@@ -1,118 +1,220 @@
-// One-level wavelet transform and inverse on runs of doubles.
+// Wavelet transform, decomposition, reconstruction and set difference.
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <cmath>
-#include <random>
-#include <vector>
+#include <tuple>
 
-#include "support/wavelet_reference.h"
-#include "wavelet/transform.h"
+#include "DipWavelet.h"
+#include "support/images.h"
+#include "wavelet/pyramid.h"
 
 namespace {
 
 using namespace zetdip::detail;
-using Values = std::vector<double>;
+using namespace zetdip::test;
+using Vec = std::vector<double>;
+using Bytes8 = std::vector<unsigned char>;
 
-Values RandomRun(int n, std::uint32_t nSeed) {
-    std::mt19937 rng(nSeed);
-    std::uniform_real_distribution<double> dist(-300.0, 300.0);
-    Values x(n);
-    for (auto& v : x) v = dist(rng);
+// Straightforward reference: the rows as listed, in decimals, terms added one at a time.
+const std::vector<Vec> kRefLowEdge = {
+    {0.7265625, 0.546875, -0.15625, -0.234375, 0.1171875},
+    {-0.15690104166666666, 0.3138020833333333, 0.6380208333333334, 0.41015625, -0.181640625,
+     -0.046875, 0.0234375},
+    {0.053385416666666664, -0.10677083333333333, -0.06770833333333333, 0.2421875, 0.73046875,
+     0.296875, -0.125, -0.046875, 0.0234375},
+    {-0.009765625, 0.01953125, 0.0078125, -0.03515625, -0.130859375, 0.296875, 0.703125, 0.296875,
+     -0.125, -0.046875, 0.0234375}};
+const std::vector<Vec> kRefHighEdge = {  // d[0], d[1]; reversed for d[nH-1], d[nH-2]
+    {-0.546875, 0.5696614583333334, -0.3138020833333333, -0.103515625, 0.10677083333333333,
+     0.043619791666666664, -0.01953125, -0.009765625},
+    {0.234375, -0.087890625, -0.41015625, 0.673828125, -0.2421875, -0.103515625, 0.03515625,
+     0.017578125}};
+const Vec kRefLow = {0.0234375, -0.046875, -0.125,    0.296875, 0.703125,
+                     0.296875,  -0.125,    -0.046875, 0.0234375};
+const Vec kRefHigh = {0.0234375, 0.046875, -0.125,   -0.296875, 0.703125,
+                      -0.296875, -0.125,   0.046875, 0.0234375};
+
+// Forward transform; terms outside the run are dropped.
+Vec ReferenceForward(const Vec& x, int nOdd) {
+    const int n = static_cast<int>(x.size()), nL = (n + nOdd) / 2, nH = nL - nOdd, nE = n - nOdd;
+    Vec out(n, 0.0);
+    auto row = [&](int k, const Vec& taps, int i, int nStep) {
+        for (std::size_t t = 0; t < taps.size(); ++t, i += nStep)
+            if (k >= 0 && k < n && i >= 0 && i < n) out[k] += taps[t] * x[i];
+    };
+    for (int r = 0; r < 4; ++r) row(r, kRefLowEdge[r], 0, 1);
+    for (int k = 4; k <= nL - 5; ++k) row(k, kRefLow, 2 * k - 4, 1);
+    for (int r = 3; r >= 0; --r) row(nL - 1 - r, kRefLowEdge[r], nE - 1, -1);
+    for (int j = 0; j <= nH - 12; ++j) row(nL + j, {-0.5, 1.0, -0.5}, 2 * j, 1);
+    row(nE - 1, {-0.5, 1.0}, nE - 2, 1);
+    return out;
+}
+
+// Inverse of nL low values then nL - nOdd high values; terms outside the run are dropped.
+Vec ReferenceInverse(const Vec& c, int nL, int nOdd) {
+    const int nH = nL - nOdd, n = nL + nH;
+    const Vec &d0 = kRefHighEdge[0], &d1 = kRefHighEdge[1];
+    Vec out(n, 0.0);
+    auto put = [&](int o, const Vec& taps, double v) {
+        for (std::size_t t = 0; t < taps.size(); ++t, ++o)
+            if (o >= 0 && o < n) out[o] += taps[t] * v;
+    };
+    if (nH > 0) put(0, d0, c[nL]);
+    if (nH > 1) put(0, d1, c[nL + 1]);
+    for (int j = 2; j <= nH - 3; ++j) put(2 * j - 3, kRefHigh, c[nL + j]);
+    if (nH > 1) put(2 * nH - 8, Vec(d1.rbegin(), d1.rend()), c[nL + nH - 2]);
+    if (nH > 0) put(2 * nH - 8, Vec(d0.rbegin(), d0.rend()), c[nL + nH - 1]);
+    put(0, {1.0, 0.5}, c[0]);
+    for (int k = 1; k <= nL - 2; ++k) put(2 * k - 1, {0.5, 1.0, 0.5}, c[k]);
+    put(2 * nL - 3, {0.5, 1.0}, c[nL - 1]);
+    if (nOdd != 1) put(2 * nL - 1, {0.5}, c[nL - 1]);
+    return out;
+}
+
+// Decomposition: the reference forward on the rows, then the columns, of each band.
+Vec ReferenceDecompose(Vec m, int nWidth, int nHeight) {
+    for (int k = 0, w = nWidth, h = nHeight; k < 4 && w >= 16 && h >= 16;
+         ++k, w = (w + 1) / 2, h = (h + 1) / 2)
+        for (int l = 0; l < h + w; ++l) {  // rows 0 .. h-1, then columns 0 .. w-1
+            const int nRun = l < h ? w : h, d = l < h ? 1 : nWidth, p = l < h ? l * nWidth : l - h;
+            Vec run(nRun);
+            for (int i = 0; i < nRun; ++i) run[i] = m[p + i * d];
+            run = ReferenceForward(run, nRun % 2);
+            for (int i = 0; i < nRun; ++i) m[p + i * d] = run[i];
+        }
+    return m;
+}
+
+Vec RandomRun(int n, std::uint32_t nSeed) {
+    Vec x = RandomImage<double>(n, 1, -30000, 30000, nSeed);
+    for (auto& v : x) v /= 97.0;  // fractional, so that the order of the sums shows
     return x;
 }
 
-Values Forward(Values x, int nOdd) {
-    EXPECT_TRUE(WaveletForward(x.data(), static_cast<int>(x.size()), nOdd));
+Vec Transformed(Vec x, int nOdd, int nLow = -1) {  // library forward, or inverse if nLow >= 0
+    EXPECT_TRUE(nLow < 0 ? WaveletForward(x.data(), static_cast<int>(x.size()), nOdd)
+                         : WaveletInverse(x.data(), nLow, nOdd));
     return x;
 }
 
-Values Inverse(Values c, int nLowCount, int nOdd) {
-    EXPECT_TRUE(WaveletInverse(c.data(), nLowCount, nOdd));
-    return c;
-}
+struct Pyramid {
+    Vec coef;
+    int nLowW = -1, nLowH = -1, nLevels = 0;
+    int widthOdd[4] = {7, 7, 7, 7}, heightOdd[4] = {7, 7, 7, 7};  // 7: not written
+    template <class T>
+    Pyramid(std::vector<T>& image, int nWidth, int nHeight) : coef(image.size(), -1.0) {
+        EXPECT_TRUE(CDipWavelet::ApplyWaveletDecomposition(
+            Bytes(image), coef.data(), nWidth, nHeight, 8 * sizeof(T), sizeof(T) == 1 ? 8 : 12,
+            nLowW, nLowH, widthOdd, heightOdd, 4));
+        while (nLevels < 4 && widthOdd[nLevels] != 7) ++nLevels;
+    }
+};
 
-TEST(WaveletTables, FractionsGiveTheListedDecimals) {
+TEST(WaveletTables, FractionsGiveTheDecimalsAndInteriorIsTheScaledStandardFilter) {
     for (int r = 0; r < 4; ++r)
-        EXPECT_EQ(Values(kAnalysisEdge[r], kAnalysisEdge[r] + kAnalysisEdgeTaps[r]),
-                  zetdip::test::kReferenceEdgeRows[r]);
+        EXPECT_EQ(Vec(kAnalysisEdge[r], kAnalysisEdge[r] + kAnalysisEdgeTaps[r]), kRefLowEdge[r]);
     for (int r = 0; r < 2; ++r)
-        EXPECT_EQ(Values(kSynthesisEdge[r], kSynthesisEdge[r] + 8),
-                  zetdip::test::kReferenceSynthesisRows[r]);
+        EXPECT_EQ(Vec(kSynthesisEdge[r], kSynthesisEdge[r] + 8), kRefHighEdge[r]);
+    // Standard 2/4 biorthogonal spline analysis low-pass (sum sqrt 2), centre tap first.
+    const double standard[5] = {0.9943689110435825, 0.4198446513295126, -0.17677669529663687,
+                                -0.06629126073623884, 0.03314563036811942};
+    for (int t = 0; t < 9; ++t)
+        EXPECT_NEAR(kAnalysisLow[t], standard[std::abs(t - 4)] / std::sqrt(2.0), 1e-15);
 }
 
-TEST(WaveletTables, InteriorLowPassIsTheScaledStandardFilter) {
-    // Analysis low-pass of the 2/4 biorthogonal spline wavelet (sums to sqrt 2).
-    const double standard[9] = {0.03314563036811942,  -0.06629126073623884, -0.17677669529663687,
-                                0.4198446513295126,   0.9943689110435825,   0.4198446513295126,
-                                -0.17677669529663687, -0.06629126073623884, 0.03314563036811942};
-    for (int t = 0; t < 9; ++t) EXPECT_NEAR(kAnalysisLow[t], standard[t] / std::sqrt(2.0), 1e-15);
-}
-
-TEST(WaveletForward, ConstantRunGivesConstantLowAndZeroHigh) {
-    const Values c = Forward(Values(64, 100.0), 0);
-    for (int k = 0; k < 32; ++k) EXPECT_NEAR(c[k], 100.0, 1e-12) << k;  // rows sum to 1
-    EXPECT_EQ(Values(c.begin() + 32, c.end() - 1), Values(31, 0.0));
-    EXPECT_EQ(c[63], 50.0);  // the last value is one-sided: -0.5 * 100 + 100
-}
-
-TEST(WaveletForward, RampLeavesTenHighSlotsAtZeroAndMirrorsTheRightRows) {
-    Values x(64);
-    for (int i = 0; i < 64; ++i) x[i] = i;
-    const Values c = Forward(x, 0);
-    EXPECT_EQ(Values(c.begin() + 32, c.end() - 1), Values(31, 0.0));  // 21 computed, 10 skipped
-    EXPECT_EQ(c[63], 32.0);
-    // Left and interior rows give x[2k]; the right rows, mirrored about the
-    // even part, give E - 1 - 2r instead.
-    for (int k = 0; k < 28; ++k) EXPECT_NEAR(c[k], 2.0 * k, 1e-12) << k;
-    for (int r = 0; r < 4; ++r) EXPECT_NEAR(c[31 - r], 63.0 - 2 * r, 1e-12) << r;
-}
-
-TEST(WaveletForward, OddRunPutsLastValueInH30AndIgnoresItsLastSample) {
-    Values x = RandomRun(65, 3);
-    const Values c = Forward(x, 1);
-    EXPECT_EQ(c[33 + 30], -0.5 * x[62] + x[63]);
-    EXPECT_EQ(c[33 + 31], 0.0);
-    x[64] += 1000.0;  // the odd sample takes part in no row
-    EXPECT_EQ(Forward(x, 1), c);
+TEST(WaveletForward, LeavesTenHighSlotsZeroAndPutsTheLastValueInSlotEMinus1) {
+    // {offset, slope, H[nH-1]} of 64 samples: low rows sum to 1 and keep a ramp (the mirrored
+    // right rows give x[2k+1]), high rows kill both, the last value is one-sided.
+    const double cases[][3] = {{100.0, 0.0, 50.0}, {0.0, 1.0, 32.0}};
+    for (auto [dOffset, dSlope, dLast] : cases) {
+        Vec x(64);
+        for (int i = 0; i < 64; ++i) x[i] = dOffset + dSlope * i;
+        const Vec c = Transformed(x, 0);
+        for (int k = 0; k < 32; ++k) EXPECT_NEAR(c[k], x[2 * k + (k >= 28)], 1e-12) << k;
+        EXPECT_EQ(Vec(c.begin() + 32, c.end() - 1), Vec(31, 0.0));
+        EXPECT_EQ(c[63], dLast);
+    }
+    const Vec x = RandomRun(65, 3), c = Transformed(x, 1);  // nL = 33, nH = 32: H[30], H[31] = 0
+    EXPECT_EQ(Vec(c.begin() + 33 + 21, c.end()),
+              (Vec{0, 0, 0, 0, 0, 0, 0, 0, 0, -0.5 * x[62] + x[63], 0}));
 }
 
 TEST(WaveletTransform, MatchesReferenceBitForBitAtEveryLength) {
-    // Runs shorter than 22 take the guarded path; both values of nOdd are tried.
-    for (int n = 0; n <= 130; ++n)
+    for (int n = 0; n <= 130; ++n)  // runs shorter than 22 take the guarded path
         for (int nOdd : {0, 1}) {
-            const Values x = RandomRun(n, 100 + n);
-            EXPECT_EQ(Forward(x, nOdd), zetdip::test::ReferenceForward(x, nOdd)) << n << nOdd;
-            if (n > 66 || 2 * n - nOdd < 0) continue;
-            const Values c = RandomRun(2 * n - nOdd, 200 + n);
-            EXPECT_EQ(Inverse(c, n, nOdd), zetdip::test::ReferenceInverse(c, n, nOdd)) << n << nOdd;
+            Vec x = RandomRun(n, 100 + n);
+            EXPECT_EQ(Transformed(x, nOdd), ReferenceForward(x, nOdd)) << n << nOdd;
+            if (n < 1 || n > 66) continue;
+            x = RandomRun(2 * n - nOdd, 200 + n);
+            EXPECT_EQ(Transformed(x, nOdd, n), ReferenceInverse(x, n, nOdd)) << n << nOdd;
         }
 }
 
-TEST(WaveletTransform, RoundTripRestoresTheRunExceptNearTheRightEnd) {
-    const Values x = RandomRun(64, 9);
-    const Values y = Inverse(Forward(x, 0), 32, 0);
-    for (int i = 0; i < 39; ++i) EXPECT_NEAR(y[i], x[i], 1e-9) << i;
-    EXPECT_GT(std::abs(y[63] - x[63]), 1.0);  // the ten skipped high-pass slots are lost
+TEST(WaveletDecomposition, LevelGeometryAndCoefficientsOfBothDepthsMatchReference) {
+    // {width, height, levels, low width, low height}; below 16 no level is performed.
+    const int cases[][5] = {{512, 512, 4, 32, 32}, {40, 100, 2, 10, 25}, {63, 40, 2, 16, 10},
+                            {67, 33, 2, 17, 9},    {16, 17, 1, 8, 9},    {1, 1, 0, 1, 1},
+                            {3, 1, 0, 3, 1},       {15, 100, 0, 15, 100}};
+    for (auto [nW, nH, nLevels, nLowW, nLowH] : cases) {
+        auto image = RandomImage<unsigned char>(nW, nH, 0, 255, nW);
+        std::vector<unsigned short> words(image.begin(), image.end());
+        const Pyramid p(image, nW, nH);
+        EXPECT_EQ(std::tuple(p.nLevels, p.nLowW, p.nLowH), std::tuple(nLevels, nLowW, nLowH));
+        for (int k = 0, w = nW, h = nH; k < nLevels; ++k, w = (w + 1) / 2, h = (h + 1) / 2)
+            EXPECT_EQ(std::pair(p.widthOdd[k], p.heightOdd[k]), std::pair(w % 2, h % 2)) << k;
+        EXPECT_EQ(p.coef, ReferenceDecompose(Vec(image.begin(), image.end()), nW, nH));
+        EXPECT_EQ(Pyramid(words, nW, nH).coef, p.coef);  // no scaling in either depth
+    }
 }
 
-TEST(WaveletTransform, RefusedRunsLeaveDataAndOddArgumentsStayInside) {
-    Values x = {1.0, 2.0};
-    EXPECT_FALSE(WaveletForward(x.data(), -1, 0));
-    EXPECT_FALSE(WaveletInverse(x.data(), 0, 1));        // N = -1
-    EXPECT_FALSE(WaveletInverse(x.data(), INT_MAX, 0));  // N beyond int
-    EXPECT_EQ(x, (Values{1.0, 2.0}));
-    // Parities other than 0 and 1 never come from the pyramid; every access
-    // must still stay inside the run (checked by the sanitizer build).
-    for (int n : {0, 1, 5, 30})
-        for (int nOdd : {2, -1, -9, INT_MAX, INT_MIN}) {
-            Values r = RandomRun(n, 7);
-            EXPECT_TRUE(WaveletForward(r.data(), n, nOdd));
-            const long long nInverse = 2LL * n - nOdd;
-            if (nInverse < 0 || nInverse > 100) continue;
-            Values s = RandomRun(static_cast<int>(nInverse), 8);
-            EXPECT_TRUE(WaveletInverse(s.data(), n, nOdd));
+TEST(WaveletPyramid, RefusesBadDepthColourAndMissingParity) {
+    Bytes8 image(3 * 32 * 32, 9);
+    Vec coef(image.size(), -1.0);
+    int nW = 0, nH = 0, odd[4] = {};
+    for (auto [nBitsPerPixel, nBits, pOdd] :
+         {std::tuple{8, 7, odd}, {8, 17, odd}, {24, 8, odd}, {8, 8, nullptr}, {16, 12, nullptr}}) {
+        EXPECT_FALSE(CDipWavelet::ApplyWaveletDecomposition(
+            image.data(), coef.data(), 32, 32, nBitsPerPixel, nBits, nW, nH, odd, pOdd, 4));
+        EXPECT_FALSE(CDipWavelet::ApplyWaveletReconstruction(
+            coef.data(), image.data(), nBitsPerPixel, nBits, 32, 32, 0, 1, 16, 16, pOdd, odd, 1));
+    }
+    EXPECT_EQ(std::pair(coef, image), std::pair(Vec(coef.size(), -1.0), Bytes8(image.size(), 9)));
+}
+
+TEST(WaveletReconstruction, StripesReachFinerLevelsAndKeepingNoLevelClearsAll) {
+    // {row, column, kept levels, cleared}: one value in a 64 x 64 pyramid, low band 8 x 8. Level
+    // 1's rows 16 .. 31 clear (20, 50) of level 0; the approximation (0, 0) always goes.
+    const int cases[][5] = {{20, 50, 0, 2, 1}, {40, 50, 0, 2, 0},  {4, 12, 0, 2, 0},
+                            {0, 0, 0, 2, 1},   {40, 50, -1, 3, 1}, {4, 12, -1, 3, 1}};
+    Bytes8 zeros(64 * 64), out(zeros.size());
+    for (auto [nRow, nColumn, nKeepA, nKeepB, bCleared] : cases) {
+        Pyramid p(zeros, 64, 64);
+        p.coef[nRow * 64 + nColumn] = 500.0;
+        EXPECT_TRUE(CDipWavelet::ApplyWaveletReconstruction(p.coef.data(), out.data(), 8, 8, 64, 64,
+                                                            nKeepA, nKeepB, p.nLowW, p.nLowH,
+                                                            p.widthOdd, p.heightOdd, p.nLevels));
+        EXPECT_EQ(p.coef == Vec(zeros.size(), 0.0), bCleared == 1) << nRow << ',' << nColumn;
+    }
+}
+
+TEST(WaveletReconstruction, ConversionStoresLowBitsOfTheMagnitude) {
+    EXPECT_EQ(CoefficientSample<Reconstruction8>(-200.7, 8), 200);
+    EXPECT_EQ(CoefficientSample<Reconstruction8>(300.0, 8), 44);
+    EXPECT_EQ(CoefficientSample<Reconstruction8>(1e12, 8), 0);  // beyond int: INT_MIN's low bits
+    EXPECT_EQ(CoefficientSample<Reconstruction16>(5000.0, 12), 14464);  // * 16 (intended) mod 2^16
+}
+
+TEST(WaveletSubtraction, MaskClearsEverySampleAndSelfGivesZero) {
+    for (int nBitsPerPixel : {8, 16, 24}) {  // 2 x 3 pixels; the mask hits the last sample
+        Bytes8 a(nBitsPerPixel / 8 * 6, 50), b(a.size(), 0), expected = a;
+        b.back() = 1;
+        std::fill(expected.end() - 1 - (nBitsPerPixel == 16), expected.end(), 0);
+        for (Bytes8* pB : {&b, &a}) {  // in place
+            ASSERT_TRUE(CDipWavelet::ApplySubstraction(
+                a.data(), pB->data(), a.data(), nBitsPerPixel, nBitsPerPixel == 16 ? 12 : 8, 2, 3));
+            EXPECT_EQ(a, pB == &a ? Bytes8(a.size(), 0) : expected);
         }
+    }
 }
 
 }  // namespace
