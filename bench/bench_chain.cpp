@@ -1,56 +1,44 @@
 // Times the filters and the wavelet pyramid on a mammogram-sized 12-bit
 // image (3000 x 4000), and the whole detection chain on a synthetic
 // mammogram at 0.05 mm per pixel (2400 x 3200).
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <vector>
 
 #include "ZetDIP.h"
+#include "bench_timing.h"
 #include "detection_chain.h"
 #include "phantom.h"
-
-namespace {
-
-using Clock = std::chrono::steady_clock;
-
-template <class F>
-double BestMs(F&& run, int nRepeats = 3) {
-    double best = 1e30;
-    for (int i = 0; i < nRepeats; ++i) {
-        const auto t0 = Clock::now();
-        run();
-        best = std::min(best, std::chrono::duration<double, std::milli>(Clock::now() - t0).count());
-    }
-    return best;
-}
-
-}  // namespace
 
 int main() {
     const int w = 3000, h = 4000;
     std::vector<unsigned short> src(static_cast<std::size_t>(w) * h), dst(src.size());
-    for (std::size_t i = 0; i < src.size(); ++i) src[i] = static_cast<unsigned short>((i * 2654435761u) >> 20);
+    for (std::size_t i = 0; i < src.size(); ++i)
+        src[i] = static_cast<unsigned short>((i * 2654435761u) >> 20);
     auto* s = reinterpret_cast<unsigned char*>(src.data());
     auto* d = reinterpret_cast<unsigned char*>(dst.data());
-    std::printf("3x3 mean:            %8.1f ms\n", BestMs([&] { CDipFilters::ApplyMean(s, d, 16, 12, w, h); }));
-    std::printf("gradient NS:         %8.1f ms\n", BestMs([&] { CDipFilters::ApplyGradientNS(s, d, 16, 12, w, h); }));
-    std::printf("Gauss, in place:     %8.1f ms\n", BestMs([&] { CDipFilters::ApplyGauss(d, d, 16, 12, w, h, 1.0f); }));
+    std::printf("3x3 mean:            %8.1f ms\n",
+                BestMs([&] { CDipFilters::ApplyMean(s, d, 16, 12, w, h); }));
+    std::printf("gradient NS:         %8.1f ms\n",
+                BestMs([&] { CDipFilters::ApplyGradientNS(s, d, 16, 12, w, h); }));
+    std::printf("Gauss, in place:     %8.1f ms\n",
+                BestMs([&] { CDipFilters::ApplyGauss(d, d, 16, 12, w, h, 1.0f); }));
     std::printf("difference of Gauss: %8.1f ms\n",
                 BestMs([&] { CDipFilters::ApplyDOG(s, d, 16, 12, w, h, 1.0f, 2.0f, 1.0f, 2.0f); }));
     std::vector<double> coef(src.size());
     int lw = 0, lh = 0, wo[4] = {}, ho[4] = {};
     std::printf("wavelet pyramid:     %8.1f ms\n", BestMs([&] {
-                    CDipWavelet::ApplyWaveletDecomposition(s, coef.data(), w, h, 16, 12, lw, lh, wo, ho, 4);
-                    CDipWavelet::ApplyWaveletReconstruction(coef.data(), d, 16, 12, w, h, 0, 1, lw, lh,
-                                                            wo, ho, 4);
+                    CDipWavelet::ApplyWaveletDecomposition(s, coef.data(), w, h, 16, 12, lw, lh, wo,
+                                                           ho, 4);
+                    CDipWavelet::ApplyWaveletReconstruction(coef.data(), d, 16, 12, w, h, 0, 1, lw,
+                                                            lh, wo, ho, 4);
                 }));
 
     zetdip::phantom::Options options;
     options.dPixelSize = 0.05;
     auto m = zetdip::phantom::MakeMammogram(options);
     std::printf("detection chain (%d x %d): %8.1f ms\n", m.nWidth, m.nHeight, BestMs([&] {
-                    zetdip::pipeline::RunDetectionChain(m.image, m.nWidth, m.nHeight, 12, 0.05, false);
+                    zetdip::pipeline::RunDetectionChain(m.image, m.nWidth, m.nHeight, 12, 0.05,
+                                                        false);
                 }));
     return 0;
 }

@@ -1,31 +1,13 @@
 // Times the morphology engines on a mammogram-sized 12-bit image (3000 x
 // 4000): the 3x3 line erosion that the line search repeats, a full 3x3
 // erosion, a 5x5 erosion and the blocked against the general path.
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <random>
 #include <vector>
 
 #include "DipMorphMath.h"
+#include "bench_timing.h"
 #include "morph/se_engine.h"
-
-namespace {
-
-using Clock = std::chrono::steady_clock;
-
-template <class F>
-double BestMs(F&& run, int nRepeats = 5) {
-    double best = 1e30;
-    for (int i = 0; i < nRepeats; ++i) {
-        const auto t0 = Clock::now();
-        run();
-        best = std::min(best, std::chrono::duration<double, std::milli>(Clock::now() - t0).count());
-    }
-    return best;
-}
-
-}  // namespace
 
 int main() {
     const int w = 3000, h = 4000;

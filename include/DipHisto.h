@@ -29,8 +29,7 @@ protected:
     static void GetHisto8bits(unsigned int* pHisto, unsigned char* pSrc, int nBitsPerPixel,
                               int nWidth, int nHeight);
     // pHisto must hold a bin for every sample value present (65536 covers all).
-    static void GetHisto16bits(unsigned int* pHisto, unsigned short* pSrc, int nWidth,
-                               int nHeight);
+    static void GetHisto16bits(unsigned int* pHisto, unsigned short* pSrc, int nWidth, int nHeight);
 };
 
 #endif  // ZETDIP_DIPHISTO_H

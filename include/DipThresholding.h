@@ -30,8 +30,8 @@ private:
 
     static void ApplyThresholding8Bits(unsigned char* pSrc, unsigned char* pDst, int nChannels,
                                        int nWidth, int nHeight, int nThreshold);
-    static void ApplyThresholding16Bits(unsigned short* pSrc, unsigned short* pDst,
-                                        int nBitsStored, int nWidth, int nHeight, int nThreshold);
+    static void ApplyThresholding16Bits(unsigned short* pSrc, unsigned short* pDst, int nBitsStored,
+                                        int nWidth, int nHeight, int nThreshold);
     static float CalculateMean8Bits(unsigned char* pSrc, int nChannels, int nWidth, int nHeight);
     static float CalculateMean16Bits(unsigned short* pSrc, int nWidth, int nHeight);
     static float CalculateStandardDeviation8Bits(unsigned char* pSrc, int nChannels, int nWidth,

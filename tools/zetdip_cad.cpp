@@ -48,19 +48,32 @@ bool Parse(int argc, char** argv, Arguments& a) {
         const std::string opt = argv[i];
         auto value = [&]() -> const char* { return i + 1 < argc ? argv[++i] : nullptr; };
         const char* v = nullptr;
-        if (opt == "--right") a.bRight = true;
-        else if (opt == "--top-down") a.bFlip = true;
-        else if (opt == "--help" || opt == "-h") return false;
-        else if ((v = value()) == nullptr) return false;
-        else if (opt == "--raw") a.rawPath = v;
-        else if (opt == "--out") a.outDir = v;
-        else if (opt == "--width") a.nWidth = std::atoi(v);
-        else if (opt == "--height") a.nHeight = std::atoi(v);
-        else if (opt == "--bits") a.nBits = std::atoi(v);
-        else if (opt == "--pixel-size") a.dPixelSize = std::atof(v);
-        else if (opt == "--background") a.nBackground = std::atoi(v);
-        else if (opt == "--seed") a.nSeed = static_cast<unsigned>(std::strtoul(v, nullptr, 10));
-        else return false;
+        if (opt == "--right")
+            a.bRight = true;
+        else if (opt == "--top-down")
+            a.bFlip = true;
+        else if (opt == "--help" || opt == "-h")
+            return false;
+        else if ((v = value()) == nullptr)
+            return false;
+        else if (opt == "--raw")
+            a.rawPath = v;
+        else if (opt == "--out")
+            a.outDir = v;
+        else if (opt == "--width")
+            a.nWidth = std::atoi(v);
+        else if (opt == "--height")
+            a.nHeight = std::atoi(v);
+        else if (opt == "--bits")
+            a.nBits = std::atoi(v);
+        else if (opt == "--pixel-size")
+            a.dPixelSize = std::atof(v);
+        else if (opt == "--background")
+            a.nBackground = std::atoi(v);
+        else if (opt == "--seed")
+            a.nSeed = static_cast<unsigned>(std::strtoul(v, nullptr, 10));
+        else
+            return false;
     }
     if (!a.rawPath.empty() && (a.nWidth <= 0 || a.nHeight <= 0)) return false;
     return a.nBits >= 9 && a.nBits <= 16 && a.dPixelSize > 0;
@@ -80,7 +93,8 @@ void DrawCircle(std::vector<unsigned char>& picture, int W, int H, int cx, int c
         for (double dr = -1.0; dr <= 1.0; dr += 1.0) {
             const int x = static_cast<int>(std::lround(cx + (r + dr) * std::cos(a)));
             const int y = static_cast<int>(std::lround(cy + (r + dr) * std::sin(a)));
-            if (x >= 0 && y >= 0 && x < W && y < H) picture[static_cast<std::size_t>(y) * W + x] = 255;
+            if (x >= 0 && y >= 0 && x < W && y < H)
+                picture[static_cast<std::size_t>(y) * W + x] = 255;
         }
     }
 }
@@ -106,16 +120,18 @@ int main(int argc, char** argv) {
         image = phantom.image;
         W = phantom.nWidth;
         H = phantom.nHeight;
-        std::printf("input: synthetic mammogram %d x %d, %d bits, %.3f mm/pixel, breast on the %s, "
-                    "%zu clusters planted (seed %u)\n",
-                    W, H, a.nBits, a.dPixelSize, a.bRight ? "right" : "left",
-                    phantom.truth.clusters.size(), a.nSeed);
+        std::printf(
+            "input: synthetic mammogram %d x %d, %d bits, %.3f mm/pixel, breast on the %s, "
+            "%zu clusters planted (seed %u)\n",
+            W, H, a.nBits, a.dPixelSize, a.bRight ? "right" : "left", phantom.truth.clusters.size(),
+            a.nSeed);
     } else {
         std::ifstream in(a.rawPath, std::ios::binary);
         std::vector<unsigned short> raw(static_cast<std::size_t>(W) * H);
         in.read(reinterpret_cast<char*>(raw.data()), static_cast<std::streamsize>(raw.size() * 2));
         if (!in) {
-            std::fprintf(stderr, "cannot read %d x %d 16-bit pixels from %s\n", W, H, a.rawPath.c_str());
+            std::fprintf(stderr, "cannot read %d x %d 16-bit pixels from %s\n", W, H,
+                         a.rawPath.c_str());
             return 1;
         }
         image.resize(raw.size());
@@ -132,14 +148,17 @@ int main(int argc, char** argv) {
         std::printf("background: levels below %d stretched away\n", a.nBackground);
     }
 
-    const int nSide = CDipFilters::IsOnTheRightOrLeftSideOfTheImage(pImage, 16, a.nBits, W, H, 0.5f);
-    std::printf("side probe at half height: %s\n",
-                nSide == 1 ? "right" : nSide == 0 ? "left" : "undecided");
+    const int nSide =
+        CDipFilters::IsOnTheRightOrLeftSideOfTheImage(pImage, 16, a.nBits, W, H, 0.5f);
+    std::printf("side probe at half height: %s\n", nSide == 1   ? "right"
+                                                   : nSide == 0 ? "left"
+                                                                : "undecided");
 
     const double nPixels = static_cast<double>(W) * H;
     auto r = zetdip::pipeline::RunDetectionChain(image, W, H, a.nBits, a.dPixelSize, a.bRight);
     std::printf("breast mask: breast on the %s, %lld pixels (%.1f%%)\n",
-                r.bBreastOnRight ? "right" : "left", r.nMaskPixels, 100.0 * r.nMaskPixels / nPixels);
+                r.bBreastOnRight ? "right" : "left", r.nMaskPixels,
+                100.0 * r.nMaskPixels / nPixels);
     std::printf("pectoral muscle removal: %s, %lld mask pixels cleared\n",
                 r.bPectoralRemoved ? "true" : "false", r.nPectoralPixels);
     const int nLevel = 1 << a.nBits;
@@ -151,8 +170,9 @@ int main(int argc, char** argv) {
         return 1;
     }
     std::printf("line structures: %lld pixels\n", r.nLinePixels);
-    std::printf("candidates (finest wavelet level): %lld pixels, %lld after false-positive removal\n",
-                r.nCandidates, r.nKept);
+    std::printf(
+        "candidates (finest wavelet level): %lld pixels, %lld after false-positive removal\n",
+        r.nCandidates, r.nKept);
     std::printf("clusters: %zu\n", r.circles.size());
     for (std::size_t k = 0; k < r.circles.size(); ++k) {
         const auto& c = r.circles[k];
@@ -172,8 +192,8 @@ int main(int argc, char** argv) {
                     break;
                 }
         }
-        std::printf("truth: %d of %d planted clusters of four or more marked within 5 mm\n", nMarked,
-                    nPlanted);
+        std::printf("truth: %d of %d planted clusters of four or more marked within 5 mm\n",
+                    nMarked, nPlanted);
     }
 
     if (!a.outDir.empty()) {

@@ -6,8 +6,8 @@
 using namespace zetdip::detail;
 
 bool CDipFilters::CreateMaskOfBreast(unsigned char* pSrc, unsigned char* pDst, int nBitsPerPixel,
-                                     int nBitsStored, int nWidth, int nHeight,
-                                     bool& bBreastOnRight, double dPixelSize) {
+                                     int nBitsStored, int nWidth, int nHeight, bool& bBreastOnRight,
+                                     double dPixelSize) {
     switch (DepthOf(nBitsStored)) {
         case Depth::k8:
             return CreateMaskOfBreast8Bits(pSrc, pDst, ChannelsOf(nBitsPerPixel), nWidth, nHeight,
@@ -65,8 +65,10 @@ bool CDipFilters::CreateMaskOfBreast16Bits(unsigned short* pSrc, unsigned short*
         return ApplyGauss(bytes(pWork), bytes(pWork), 16, nBitsStored, nWidth, nHeight, 10.0f);
     };
     auto edge = [=](unsigned short* pWork, bool bRight) {
-        return bRight ? ApplyGradientSWNE(bytes(pWork), bytes(pWork), 16, nBitsStored, nWidth, nHeight)
-                      : ApplyGradientNWSE(bytes(pWork), bytes(pWork), 16, nBitsStored, nWidth, nHeight);
+        return bRight
+                   ? ApplyGradientSWNE(bytes(pWork), bytes(pWork), 16, nBitsStored, nWidth, nHeight)
+                   : ApplyGradientNWSE(bytes(pWork), bytes(pWork), 16, nBitsStored, nWidth,
+                                       nHeight);
     };
     return BuildBreastMask(pSrc, pDst, nWidth, nHeight, bBreastOnRight, dPixelSize, depth, smooth,
                            edge);

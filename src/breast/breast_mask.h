@@ -15,7 +15,7 @@ namespace zetdip::detail {
 
 template <class T>
 struct BreastMaskDepth {
-    int nBitsPerPixel;    // format passed to the public entries called
+    int nBitsPerPixel;  // format passed to the public entries called
     int nBitsStored;
     T nFull;              // value of a pixel inside the mask
     T nFillNoSide;        // fill when no probe row decides the side
@@ -48,7 +48,9 @@ bool BuildBreastMask(T* pSrc, T* pDst, int nWidth, int nHeight, bool& bBreastOnR
                      double dPixelSize, const BreastMaskDepth<T>& depth, SmoothFn smooth,
                      EdgeFn edgeImage) {
     const int W = nWidth > 0 ? nWidth : 0, H = nHeight > 0 ? nHeight : 0;
-    auto at = [W](auto* p, long long y, long long x) -> auto& { return p[y * W + x]; };
+    auto at = [W](auto* p, long long y, long long x) -> auto& {
+        return p[y * W + x];
+    };
     auto bytes = [](T* p) { return reinterpret_cast<unsigned char*>(p); };
 
     // Stage 1: side probe at five rows; the first decided answer counts.
@@ -71,8 +73,7 @@ bool BuildBreastMask(T* pSrc, T* pDst, int nWidth, int nHeight, bool& bBreastOnR
     if (!pWork) return false;
     T* pW = pWork.get();
     if (!CDipThresholding::ApplyThresholding(bytes(pSrc), bytes(pW), depth.nBitsPerPixel,
-                                             depth.nBitsStored, nWidth, nHeight,
-                                             depth.nBackground))
+                                             depth.nBitsStored, nWidth, nHeight, depth.nBackground))
         return false;
 
     // Stages 3 and 5: smoothing, diagonal edge image, threshold at mid-scale.
@@ -156,12 +157,14 @@ bool BuildBreastMask(T* pSrc, T* pDst, int nWidth, int nHeight, bool& bBreastOnR
     if (nBestRow + 1 < H) {
         auto patch = [&](long long x) {
             if (at(pDst, nBestRow + 1, x) == 0) return;
-            for (long long y = nBestRow; y >= 1 && at(pW, y, x) != 0; --y) at(pDst, y, x) = depth.nFull;
+            for (long long y = nBestRow; y >= 1 && at(pW, y, x) != 0; --y)
+                at(pDst, y, x) = depth.nFull;
         };
         if (!bRight) {
             for (long long x = 0; x < nBestX && x < b.nRowFullLimit; ++x) patch(x);
         } else {
-            for (long long x = W - 1; x > nBestX && static_cast<double>(x) > b.dEdgeBand; --x) patch(x);
+            for (long long x = W - 1; x > nBestX && static_cast<double>(x) > b.dEdgeBand; --x)
+                patch(x);
         }
     }
     return true;

@@ -14,7 +14,7 @@ namespace zetdip::detail {
 struct PectoralDepth {
     int nBitsPerPixel;  // format passed to the public entries called
     int nBitsStored;
-    int nFullP1;        // one above the full-scale value: 256, or 1 << nBitsStored
+    int nFullP1;  // one above the full-scale value: 256, or 1 << nBitsStored
     // Threshold of a bright reference pixel: a third of the full range
     // (16-bit) or a third of the reference value (8-bit); the difference is intended.
     bool bHighThresholdFromRange;
@@ -25,7 +25,8 @@ struct PectoralDepth {
 
 // The muscle level used for a reference value v.
 inline int PectoralThreshold(int v, const PectoralDepth& d) {
-    if (static_cast<double>(v) >= d.nFullP1 / 1.45) return d.bHighThresholdFromRange ? d.nFullP1 / 3 : v / 3;
+    if (static_cast<double>(v) >= d.nFullP1 / 1.45)
+        return d.bHighThresholdFromRange ? d.nFullP1 / 3 : v / 3;
     return TruncToInt(v / 2.5);
 }
 
@@ -68,7 +69,8 @@ bool RemovePectoralMuscle(T* pSrc, T* pMask, int nWidth, int nHeight, bool bBrea
     auto at = [W](T* p, long long y, long long x) -> T& { return p[y * W + x]; };
     if (!bBreastOnRight) {
         long long nRun = nStartOffset;
-        const long long nStart = std::min<long long>(H - static_cast<long long>(nStartOffset) - 1, H - 1);
+        const long long nStart =
+            std::min<long long>(H - static_cast<long long>(nStartOffset) - 1, H - 1);
         for (long long y = nStart; y >= 0; --y) {
             if (nRun < nMinRun) break;
             long long x = 0;
@@ -77,8 +79,8 @@ bool RemovePectoralMuscle(T* pSrc, T* pMask, int nWidth, int nHeight, bool bBrea
         }
     } else {
         long long nEdge = W - nStartOffset;
-        const long long nStart =
-            std::min<long long>(H - static_cast<long long>(nStartOffset) + d.nRightStartShift, H - 1);
+        const long long nStart = std::min<long long>(
+            H - static_cast<long long>(nStartOffset) + d.nRightStartShift, H - 1);
         for (long long y = nStart; y >= 0; --y) {
             if (nEdge > W - nMinRun) break;
             long long x = W - 1;

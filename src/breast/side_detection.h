@@ -7,8 +7,12 @@
 namespace zetdip::detail {
 
 // Background level above which a probe counts as bright.
-inline int SideLevel8() { return 25; }
-inline int SideLevel16(int nBitsStored) { return PowerOfTwo(nBitsStored) / 10; }
+inline int SideLevel8() {
+    return 25;
+}
+inline int SideLevel16(int nBitsStored) {
+    return PowerOfTwo(nBitsStored) / 10;
+}
 
 // Probes the eight samples at columns (k * nWidth) / 8 - 1 of row
 // (int)(nHeight * fRowFraction) and compares the bright ones (strictly above

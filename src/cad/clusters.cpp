@@ -120,13 +120,7 @@ bool SearchEveryCluster(PointArray& arrCircles, int* pVisited, const int* pCentr
     return ForEachCluster(
         pCentres, pVisited, dPixelSizeX, dPixelSizeY, nWidth, nHeight, kClusteringReachMm, stack,
         [&](const ClusterSummary& s) {
-            // Extent as last minus first, without + 1.
-            const int dx = s.nMaxX - s.nMinX;
-            const int dy = s.nMaxY - s.nMinY;
-            const int nExtent = dx > dy ? dx : dy;
-            const double dPixelSize = dx < dy ? dPixelSizeY : dPixelSizeX;
-            const int cx = s.nSumX / s.nCount;
-            const int cy = s.nSumY / s.nCount;
+            const auto [nExtent, dPixelSize, cx, cy] = ShapeOf(s, dPixelSizeX, dPixelSizeY);
             if (s.nCount < 4 || !(nExtent <= 30.2 / dPixelSize)) return;
             // y counts up from the bottom: the bottom row is 1, the top row nHeight.
             const CPoint ptCentre(cx, WrapSub(nHeight, cy));

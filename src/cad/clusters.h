@@ -33,6 +33,21 @@ struct ClusterSummary {
     int nMinX, nMinY, nMaxX, nMaxY, nCount, nSumX, nSumY;
 };
 
+// Extent of a cluster (last minus first, without + 1, unlike a blob's box),
+// the pixel size along its longer side and its truncated mean centre.
+struct ClusterShape {
+    int nExtent;
+    double dPixelSize;
+    int cx, cy;
+};
+
+inline ClusterShape ShapeOf(const ClusterSummary& s, double dPixelSizeX, double dPixelSizeY) {
+    const int dx = s.nMaxX - s.nMinX;
+    const int dy = s.nMaxY - s.nMinY;
+    return {dx > dy ? dx : dy, dx < dy ? dPixelSizeY : dPixelSizeX, s.nSumX / s.nCount,
+            s.nSumY / s.nCount};
+}
+
 // Grows the cluster of non-zero pCentres entries from (nX, nY) depth first,
 // in the visiting order of the recursive definition: an entry that is 0 or
 // already marked is left; otherwise it is counted, marked, widens the box

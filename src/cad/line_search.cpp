@@ -5,7 +5,9 @@
 using namespace zetdip::detail;
 
 namespace {
-LineSearchDepth Depth8() { return {8, 8, 256, 255, false}; }
+LineSearchDepth Depth8() {
+    return {8, 8, 256, 255, false};
+}
 LineSearchDepth Depth16(int nBitsStored) {
     const int nFullP1 = PowerOfTwo(nBitsStored);
     return {16, nBitsStored, nFullP1, nFullP1, true};
@@ -18,7 +20,8 @@ bool CDipClustering::SearchLinesImage(unsigned char* pSrc, unsigned char* pDst, 
         case Depth::k8:
             return SearchLinesImage8Bits(pSrc, pDst, ChannelsOf(nBitsPerPixel), nWidth, nHeight);
         case Depth::k16:
-            return SearchLinesImage16Bits(AsWords(pSrc), AsWords(pDst), nBitsStored, nWidth, nHeight);
+            return SearchLinesImage16Bits(AsWords(pSrc), AsWords(pDst), nBitsStored, nWidth,
+                                          nHeight);
         default:
             return false;
     }

@@ -17,8 +17,8 @@ namespace zetdip::detail {
 struct LineSearchDepth {
     int nBitsPerPixel;  // format passed to the public entries called
     int nBitsStored;
-    int nLevel;         // scale of the gate and the erosion bound: 256, or 1 << nBitsStored
-    int nTop;           // start and scale of the diagonal loop: 255, or 1 << nBitsStored
+    int nLevel;                // scale of the gate and the erosion bound: 256, or 1 << nBitsStored
+    int nTop;                  // start and scale of the diagonal loop: 255, or 1 << nBitsStored
     bool bClearsDstWhenGated;  // 16-bit: a refused gate leaves pDst all 0
 };
 
@@ -93,13 +93,15 @@ bool SearchLinesDiagonal(T* pSrc, T* pLines, T* pMask, int nWidth, int nHeight, 
         !CDipEnhancement::ApplyContrastManip(pW, pW, bpp, bits, nWidth, nHeight))
         return false;
     int t = CDipThresholding::CalculateThresholding1(pW, bpp, bits, nWidth, nHeight);
-    if (!CDipThresholding::ApplyThresholding(pW, pW, bpp, bits, nWidth, nHeight, t / 2)) return false;
+    if (!CDipThresholding::ApplyThresholding(pW, pW, bpp, bits, nWidth, nHeight, t / 2))
+        return false;
 
     // Side borders: nBorder columns on the left, one fewer on the right (intended).
     const int nBorder = WrapSub(1, TruncToInt(-5.0 / dPixelSize));
     const long long W = nWidth > 0 ? nWidth : 0, H = nHeight > 0 ? nHeight : 0;
     const long long nLeftEnd = std::clamp<long long>(nBorder, 0, W);
-    const long long nRightStart = std::clamp<long long>(W - static_cast<long long>(nBorder) + 1, 0, W);
+    const long long nRightStart =
+        std::clamp<long long>(W - static_cast<long long>(nBorder) + 1, 0, W);
     for (long long y = 0; y < H; ++y) {
         std::fill(pS + y * W, pS + y * W + nLeftEnd, T(0));
         std::fill(pS + y * W + nRightStart, pS + y * W + W, T(0));

@@ -10,17 +10,25 @@ void NoOperation() noexcept {}
 using zetdip::detail::NoOperation;
 
 // Polymorphic classes: protected constructor and virtual destructor, public copies.
-#define ZETDIP_POLYMORPHIC_SHAPE(C)            \
-    C::C() = default;                          \
-    C::C(const C&) = default;                  \
-    C::~C() { NoOperation(); }                 \
-    C& C::operator=(const C&) { return *this; }
+#define ZETDIP_POLYMORPHIC_SHAPE(C) \
+    C::C() = default;               \
+    C::C(const C&) = default;       \
+    C::~C() {                       \
+        NoOperation();              \
+    }                               \
+    C& C::operator=(const C&) {     \
+        return *this;               \
+    }
 
 // Namespace classes: constructor and destructor private or protected.
-#define ZETDIP_PLAIN_SHAPE(C)  \
-    C::C() = default;          \
-    C::~C() { NoOperation(); } \
-    C& C::operator=(const C&) { return *this; }
+#define ZETDIP_PLAIN_SHAPE(C)   \
+    C::C() = default;           \
+    C::~C() {                   \
+        NoOperation();          \
+    }                           \
+    C& C::operator=(const C&) { \
+        return *this;           \
+    }
 
 ZETDIP_POLYMORPHIC_SHAPE(CDipBasic)
 ZETDIP_POLYMORPHIC_SHAPE(CDipHisto)
@@ -34,4 +42,6 @@ ZETDIP_PLAIN_SHAPE(CDipThresholding)
 ZETDIP_PLAIN_SHAPE(CDipWavelet)
 ZETDIP_PLAIN_SHAPE(CDipTest)
 
-C2dGeo& C2dGeo::operator=(const C2dGeo&) { return *this; }
+C2dGeo& C2dGeo::operator=(const C2dGeo&) {
+    return *this;
+}

@@ -14,7 +14,9 @@
 namespace zetdip::detail {
 
 // Channel count that every public entry derives from nBitsPerPixel.
-inline int ChannelsOf(int nBitsPerPixel) { return nBitsPerPixel == 24 ? 3 : 1; }
+inline int ChannelsOf(int nBitsPerPixel) {
+    return nBitsPerPixel == 24 ? 3 : 1;
+}
 
 enum class Depth { kInvalid, k8, k16 };
 
@@ -26,17 +28,25 @@ inline Depth DepthOf(int nBitsStored) {
 }
 
 // A 16-bit image travels through the unsigned char* parameters.
-inline unsigned short* AsWords(unsigned char* p) { return reinterpret_cast<unsigned short*>(p); }
+inline unsigned short* AsWords(unsigned char* p) {
+    return reinterpret_cast<unsigned short*>(p);
+}
 inline const unsigned short* AsWords(const unsigned char* p) {
     return reinterpret_cast<const unsigned short*>(p);
 }
 
 // Shifts with the count taken modulo 32, as the processor does.
-inline std::uint32_t Shl32(std::uint32_t v, int nCount) { return v << (static_cast<unsigned>(nCount) & 31u); }
-inline std::uint32_t Shr32(std::uint32_t v, int nCount) { return v >> (static_cast<unsigned>(nCount) & 31u); }
+inline std::uint32_t Shl32(std::uint32_t v, int nCount) {
+    return v << (static_cast<unsigned>(nCount) & 31u);
+}
+inline std::uint32_t Shr32(std::uint32_t v, int nCount) {
+    return v >> (static_cast<unsigned>(nCount) & 31u);
+}
 
 // 1 << nBits as an int (wraps for 31; count modulo 32).
-inline int PowerOfTwo(int nBits) { return static_cast<int>(Shl32(1u, nBits)); }
+inline int PowerOfTwo(int nBits) {
+    return static_cast<int>(Shl32(1u, nBits));
+}
 
 // (1 << nBitsStored) - 1 in 16-bit unsigned arithmetic: 4095 for 12 bits, 65535 for 16.
 inline unsigned short MaxValue16(int nBitsStored) {
@@ -45,9 +55,15 @@ inline unsigned short MaxValue16(int nBitsStored) {
 
 // Wrapping int arithmetic (two's complement), for expressions whose
 // overflow the library takes as it comes.
-inline int WrapAdd(int a, int b) { return static_cast<int>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b)); }
-inline int WrapSub(int a, int b) { return static_cast<int>(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b)); }
-inline int WrapMul(int a, int b) { return static_cast<int>(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b)); }
+inline int WrapAdd(int a, int b) {
+    return static_cast<int>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
+}
+inline int WrapSub(int a, int b) {
+    return static_cast<int>(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b));
+}
+inline int WrapMul(int a, int b) {
+    return static_cast<int>(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b));
+}
 
 // Truncation of a double toward zero into an int. Values outside the int
 // range (and NaN) give INT_MIN, the processor's "integer indefinite" answer,

@@ -1,6 +1,6 @@
-#include <cmath>
-
 #include "ZetMath.h"
+
+#include <cmath>
 
 float C2dGeo::GetDistanceBetweenPoints(CPoint ptA, CPoint ptB) {
     const double dx = static_cast<double>(ptA.x) - static_cast<double>(ptB.x);

@@ -13,9 +13,8 @@ bool CDipEnhancement::ApplyStretching(unsigned char* pSrc, unsigned char* pDst, 
                                  nHigh);
             return true;
         case Depth::k16:
-            ApplyStretching16bits(AsWords(pSrc),
-                                  AsWords(pDst), nBitsStored, nWidth,
-                                  nHeight, nLow, nHigh);
+            ApplyStretching16bits(AsWords(pSrc), AsWords(pDst), nBitsStored, nWidth, nHeight, nLow,
+                                  nHigh);
             return true;
         default:
             return false;
@@ -29,8 +28,7 @@ bool CDipEnhancement::ApplyContrastManip(unsigned char* pSrc, unsigned char* pDs
         case Depth::k8:
             return ApplyContrastManip8bits(pSrc, pDst, ChannelsOf(nBitsPerPixel), nWidth, nHeight);
         case Depth::k16:
-            ApplyContrastManip16bits(AsWords(pSrc),
-                                     AsWords(pDst), nWidth, nHeight);
+            ApplyContrastManip16bits(AsWords(pSrc), AsWords(pDst), nWidth, nHeight);
             return true;
         default:
             return false;
@@ -45,9 +43,7 @@ bool CDipEnhancement::ApplyContrastManip(unsigned char* pSrc, unsigned char* pMa
             return ApplyContrastManip8bits(pSrc, pMask, pDst, ChannelsOf(nBitsPerPixel), nWidth,
                                            nHeight);
         case Depth::k16:
-            ApplyContrastManip16bits(AsWords(pSrc),
-                                     AsWords(pMask),
-                                     AsWords(pDst), nWidth, nHeight);
+            ApplyContrastManip16bits(AsWords(pSrc), AsWords(pMask), AsWords(pDst), nWidth, nHeight);
             return true;
         default:
             return false;

@@ -46,7 +46,9 @@ unsigned int* CDipHisto::CreateHisto(unsigned char* pSrc, int nBitsPerPixel, int
     return pHisto;
 }
 
-void CDipHisto::DisplayHisto(unsigned int*, int) { NoOperation(); }
+void CDipHisto::DisplayHisto(unsigned int*, int) {
+    NoOperation();
+}
 
 void CDipHisto::GetHisto8bits(unsigned int* pHisto, unsigned char* pSrc, int nBitsPerPixel,
                               int nWidth, int nHeight) {

@@ -99,8 +99,7 @@ int CDipThresholding::CalculateThresholding1_8Bits(unsigned char* pSrc, int nCha
         CalculateStandardDeviation8Bits(pSrc, nChannels, nWidth, nHeight, fMean));
 }
 
-int CDipThresholding::CalculateThresholding1_16Bits(unsigned short* pSrc, int nWidth,
-                                                    int nHeight) {
+int CDipThresholding::CalculateThresholding1_16Bits(unsigned short* pSrc, int nWidth, int nHeight) {
     const float fMean = CalculateMean16Bits(pSrc, nWidth, nHeight);
     return ThresholdFromDeviation(CalculateStandardDeviation16Bits(pSrc, nWidth, nHeight, fMean));
 }

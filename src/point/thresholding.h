@@ -11,8 +11,7 @@ namespace zetdip::detail {
 // Below nThreshold -> 0, else nMax (signed comparison of sample and threshold).
 template <class T>
 void Threshold(const T* pSrc, T* pDst, int nCount, int nThreshold, T nMax) {
-    for (int i = 0; i < nCount; ++i)
-        pDst[i] = static_cast<int>(pSrc[i]) < nThreshold ? T(0) : nMax;
+    for (int i = 0; i < nCount; ++i) pDst[i] = static_cast<int>(pSrc[i]) < nThreshold ? T(0) : nMax;
 }
 
 // Mean of nCount samples; the running sum is rounded to float after each
@@ -21,8 +20,7 @@ template <class T>
 float Mean(const T* pSrc, int nCount) {
     if (nCount == 0) return 0.0f;
     float fSum = 0.0f;
-    for (int i = 0; i < nCount; ++i)
-        fSum = static_cast<float>(static_cast<double>(fSum) + pSrc[i]);
+    for (int i = 0; i < nCount; ++i) fSum = static_cast<float>(static_cast<double>(fSum) + pSrc[i]);
     return static_cast<float>(static_cast<double>(fSum) / nCount);
 }
 

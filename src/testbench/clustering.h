@@ -59,12 +59,8 @@ bool BenchClustering(const T* pBinary, PointArray& arrCentres, int nHeight, int 
     if (!clusters.Reserve(CountCentres(pCentres.get(), nWidth, nHeight))) return false;
     return ForEachCluster(pCentres.get(), pVisited.get(), dPixelSizeX, dPixelSizeY, nWidth, nHeight,
                           kBenchReachMm, clusters, [&](const ClusterSummary& s) {
-                              const int dx = s.nMaxX - s.nMinX;
-                              const int dy = s.nMaxY - s.nMinY;
-                              const int nExtent = dx > dy ? dx : dy;
-                              const double dPixelSize = dx < dy ? dPixelSizeY : dPixelSizeX;
-                              const int cx = s.nSumX / s.nCount;
-                              const int cy = s.nSumY / s.nCount;
+                              const auto [nExtent, dPixelSize, cx, cy] =
+                                  ShapeOf(s, dPixelSizeX, dPixelSizeY);
                               if (s.nCount >= 3 && nExtent <= 21.0 / dPixelSize)
                                   arrCentres.Add(CPoint(cx, WrapSub(nHeight, cy)));
                           });

@@ -46,7 +46,8 @@ TEST_P(BreastOnPhantom, SixteenBitMaskCoversBreastAndMuscleIsCleared) {
     for (unsigned short v : mask) ASSERT_TRUE(v == 0 || v == 4095);
 
     const int nTolerance = static_cast<int>(6.0 / dPixelSize);
-    const auto overlap = MeasureOverlap(mask, m.truth.breast, W, H / 10 + 1, 9 * H / 10, nTolerance);
+    const auto overlap =
+        MeasureOverlap(mask, m.truth.breast, W, H / 10 + 1, 9 * H / 10, nTolerance);
     std::printf("mask: coverage %.4f, leak %.5f\n", overlap.dCoverage, overlap.dLeak);
     EXPECT_GT(overlap.dCoverage, 0.98);
     EXPECT_LT(overlap.dLeak, 0.002);
@@ -57,8 +58,8 @@ TEST_P(BreastOnPhantom, SixteenBitMaskCoversBreastAndMuscleIsCleared) {
     // What remains of the muscle is its soft 1 mm rim (below the muscle
     // threshold) and its tip, narrower than the 3 mm that ends the walk.
     std::vector<unsigned short> cleared = mask;
-    ASSERT_TRUE(CDipFilters::RemovePectoralMuscleFromMask(Bytes(m.image), Bytes(cleared), 16, 12,
-                                                          W, H, bRight, dPixelSize));
+    ASSERT_TRUE(CDipFilters::RemovePectoralMuscleFromMask(Bytes(m.image), Bytes(cleared), 16, 12, W,
+                                                          H, bRight, dPixelSize));
     long long nMuscle = 0, nMuscleLeft = 0, nTissue = 0, nTissueLost = 0;
     for (std::size_t i = 0; i < mask.size(); ++i) {
         if (!mask[i]) continue;
@@ -88,8 +89,8 @@ TEST(BreastOnPhantom8Bit, PectoralRemovalReportsFalseAndLeavesMask) {
     bool bBreastOnRight = false;
     ASSERT_TRUE(CDipFilters::CreateMaskOfBreast(image.data(), mask.data(), 8, 8, m.nWidth,
                                                 m.nHeight, bBreastOnRight, 0.1));
-    const auto overlap = MeasureOverlap(mask, m.truth.breast, m.nWidth, m.nHeight / 10 + 1,
-                                        9 * m.nHeight / 10, 60);
+    const auto overlap =
+        MeasureOverlap(mask, m.truth.breast, m.nWidth, m.nHeight / 10 + 1, 9 * m.nHeight / 10, 60);
     EXPECT_GT(overlap.dCoverage, 0.98);
     const auto before = mask;
     EXPECT_FALSE(CDipFilters::RemovePectoralMuscleFromMask(image.data(), mask.data(), 8, 8,
@@ -118,7 +119,8 @@ TEST(BreastMask, SideIsWrittenOnlyBySixteenBitAndOnlyToRight) {
 TEST(BreastMask, UndecidedImageIsFilled) {
     std::vector<unsigned char> dark8(40 * 30, 25), mask8(dark8.size());
     bool bRight = false;
-    ASSERT_TRUE(CDipFilters::CreateMaskOfBreast(dark8.data(), mask8.data(), 8, 8, 40, 30, bRight, 0.1));
+    ASSERT_TRUE(
+        CDipFilters::CreateMaskOfBreast(dark8.data(), mask8.data(), 8, 8, 40, 30, bRight, 0.1));
     EXPECT_EQ(mask8, std::vector<unsigned char>(dark8.size(), 255));
     for (int bits : {12, 16}) {
         std::vector<unsigned short> dark(40 * 30, 100), mask(dark.size(), 1);
@@ -132,8 +134,10 @@ TEST(BreastMask, UndecidedImageIsFilled) {
 TEST(BreastMask, RefusalsWriteNothing) {
     std::vector<unsigned char> image(3 * 40 * 30, 200), mask(image.size(), 9);
     bool bRight = false;
-    EXPECT_FALSE(CDipFilters::CreateMaskOfBreast(image.data(), mask.data(), 24, 8, 40, 30, bRight, 0.1));
-    EXPECT_FALSE(CDipFilters::CreateMaskOfBreast(image.data(), mask.data(), 8, 7, 40, 30, bRight, 0.1));
+    EXPECT_FALSE(
+        CDipFilters::CreateMaskOfBreast(image.data(), mask.data(), 24, 8, 40, 30, bRight, 0.1));
+    EXPECT_FALSE(
+        CDipFilters::CreateMaskOfBreast(image.data(), mask.data(), 8, 7, 40, 30, bRight, 0.1));
     EXPECT_FALSE(CDipFilters::RemovePectoralMuscleFromMask(image.data(), mask.data(), 24, 8, 40, 30,
                                                            false, 0.1));
     EXPECT_FALSE(CDipFilters::RemovePectoralMuscleFromMask(image.data(), mask.data(), 8, 17, 40, 30,
@@ -188,8 +192,10 @@ TEST(BreastSegmentation, TinyImagesAndExtremePixelSizesStayInsideBuffers) {
             for (int y = 0; y < H; ++y) image[y * 7] = image[y * 7 + 1] = 4000;
             bool bRight = false;
             CDipFilters::CreateMaskOfBreast(Bytes(image), Bytes(mask), 16, 12, 7, H, bRight, px);
-            CDipFilters::RemovePectoralMuscleFromMask(Bytes(image), Bytes(mask), 16, 12, 7, H, false, px);
-            CDipFilters::RemovePectoralMuscleFromMask(Bytes(image), Bytes(mask), 16, 12, 7, H, true, px);
+            CDipFilters::RemovePectoralMuscleFromMask(Bytes(image), Bytes(mask), 16, 12, 7, H,
+                                                      false, px);
+            CDipFilters::RemovePectoralMuscleFromMask(Bytes(image), Bytes(mask), 16, 12, 7, H, true,
+                                                      px);
             std::vector<unsigned char> image8(7 * H, 200), mask8(7 * H, 0);
             CDipFilters::CreateMaskOfBreast(image8.data(), mask8.data(), 8, 8, 7, H, bRight, px);
         }

@@ -37,7 +37,8 @@ bool LoadFlipped(std::vector<unsigned short>& image) {
     return true;
 }
 
-void SavePicture(const std::vector<unsigned short>& image, const std::vector<unsigned short>& mask) {
+void SavePicture(const std::vector<unsigned short>& image,
+                 const std::vector<unsigned short>& mask) {
     const char* dir = std::getenv("ZETDIP_PICTURES");
     if (dir == nullptr) return;
     const int s = 8, w = kWidth / s, h = kHeight / s;
@@ -45,7 +46,8 @@ void SavePicture(const std::vector<unsigned short>& image, const std::vector<uns
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
             const std::size_t i = static_cast<std::size_t>(y * s) * kWidth + x * s;
-            out[static_cast<std::size_t>(y) * 2 * w + x] = static_cast<unsigned char>(image[i] >> 4);
+            out[static_cast<std::size_t>(y) * 2 * w + x] =
+                static_cast<unsigned char>(image[i] >> 4);
             out[static_cast<std::size_t>(y) * 2 * w + w + x] = mask[i] ? 255 : 0;
         }
     std::ofstream f(std::string(dir) + "/mg1_mask.pgm", std::ios::binary);
@@ -59,9 +61,9 @@ TEST(RealMammogram, SideMaskAndPectoralRemoval) {
     // The film background (about 500 to 1100) is brought down to 0.
     ASSERT_TRUE(CDipEnhancement::ApplyStretching(Bytes(image), Bytes(image), 16, 12, kWidth,
                                                  kHeight, 1200, 4095));
-    EXPECT_EQ(CDipFilters::IsOnTheRightOrLeftSideOfTheImage(Bytes(image), 16, 12, kWidth, kHeight,
-                                                            0.5f),
-              0);
+    EXPECT_EQ(
+        CDipFilters::IsOnTheRightOrLeftSideOfTheImage(Bytes(image), 16, 12, kWidth, kHeight, 0.5f),
+        0);
 
     std::vector<unsigned short> mask(image.size());
     bool bBreastOnRight = false;
@@ -73,7 +75,8 @@ TEST(RealMammogram, SideMaskAndPectoralRemoval) {
     // Row by row, the mask runs from the left edge to the skin line plus the
     // 5 mm margin. The skin line is where the stretched image first falls to
     // the background level (409) for good; allow 3 mm either way.
-    const int nMargin = static_cast<int>(5.0 / kPixelSize), nSlack = static_cast<int>(3.0 / kPixelSize);
+    const int nMargin = static_cast<int>(5.0 / kPixelSize),
+              nSlack = static_cast<int>(3.0 / kPixelSize);
     int nRows = 0, nGood = 0;
     for (int y = kHeight / 5; y < 4 * kHeight / 5; y += 16) {
         const unsigned short* row = &image[static_cast<std::size_t>(y) * kWidth];
@@ -95,7 +98,8 @@ TEST(RealMammogram, SideMaskAndPectoralRemoval) {
     // run crossed the whole row keeps its last pixel there).
     long long nLabel = 0, nBackground = 0;
     for (int y = kHeight - 760; y < kHeight - 240; ++y)
-        for (int x = 2320; x < 2840; ++x) nLabel += mask[static_cast<std::size_t>(y) * kWidth + x] != 0;
+        for (int x = 2320; x < 2840; ++x)
+            nLabel += mask[static_cast<std::size_t>(y) * kWidth + x] != 0;
     for (int y = kHeight / 10 + 1; y < kHeight; ++y)
         for (int x = 4 * kWidth / 5; x < kWidth - 1; ++x)
             nBackground += mask[static_cast<std::size_t>(y) * kWidth + x] != 0;

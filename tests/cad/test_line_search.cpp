@@ -62,14 +62,15 @@ TEST(LineSearch, EightBitDiagonalEntryRunsNorthSouthSearch) {
     auto image = zetdip::test::RandomImage<unsigned char>(n, n, 120, 136, 9);
     std::vector<unsigned char> mask(image.size(), 0), a(image.size(), 3), b(image.size(), 3);
     const bool bA = CDipClustering::SearchLinesImage(image.data(), a.data(), 8, 8, n, n);
-    const bool bB = CDipClustering::SearchLinesSWNEImage(image.data(), b.data(), mask.data(), 8, 8,
-                                                         n, n, 0.1);
+    const bool bB =
+        CDipClustering::SearchLinesSWNEImage(image.data(), b.data(), mask.data(), 8, 8, n, n, 0.1);
     EXPECT_EQ(bA, bB);
     EXPECT_EQ(a, b);
 }
 
 TEST(LineSearch, RefusalsWriteNothing) {
-    std::vector<unsigned char> image(3 * 20 * 20, 128), lines(image.size(), 5), mask(image.size(), 1);
+    std::vector<unsigned char> image(3 * 20 * 20, 128), lines(image.size(), 5),
+        mask(image.size(), 1);
     EXPECT_FALSE(CDipClustering::SearchLinesImage(image.data(), lines.data(), 24, 8, 20, 20));
     EXPECT_FALSE(CDipClustering::SearchLinesSWNEImage(image.data(), lines.data(), mask.data(), 24,
                                                       8, 20, 20, 0.1));

@@ -9,14 +9,14 @@
 namespace {
 
 template <class C>
-constexpr bool kPolymorphicShape = std::is_polymorphic_v<C> && std::has_virtual_destructor_v<C> &&
-                                   !std::is_default_constructible_v<C> &&
-                                   std::is_copy_assignable_v<C>;
+constexpr bool kPolymorphicShape =
+    std::is_polymorphic_v<C>&& std::has_virtual_destructor_v<C> &&
+    !std::is_default_constructible_v<C> && std::is_copy_assignable_v<C>;
 
 template <class C>
-constexpr bool kNamespaceShape = !std::is_polymorphic_v<C> && !std::is_default_constructible_v<C> &&
-                                 !std::is_destructible_v<C> && std::is_copy_assignable_v<C> &&
-                                 std::is_empty_v<C>;
+constexpr bool kNamespaceShape =
+    !std::is_polymorphic_v<C> && !std::is_default_constructible_v<C> &&
+    !std::is_destructible_v<C> && std::is_copy_assignable_v<C> && std::is_empty_v<C>;
 
 static_assert(kPolymorphicShape<CDipBasic> && kPolymorphicShape<CDipHisto> &&
               kPolymorphicShape<CDipMorphMath>);

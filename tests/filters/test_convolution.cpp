@@ -17,7 +17,6 @@ using namespace zetdip::test;
 
 template <class T>
 class Engine : public ::testing::Test {};
-using SampleTypes = ::testing::Types<unsigned char, unsigned short>;
 TYPED_TEST_SUITE(Engine, SampleTypes);
 
 // Engine against the literal one (8-bit unfiltered rows, 16-bit store rule), in place and

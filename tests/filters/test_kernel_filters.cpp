@@ -27,7 +27,6 @@ const Filter kFilters[] = {
 
 template <class T>
 class Filters : public ::testing::Test {};
-using SampleTypes = ::testing::Types<unsigned char, unsigned short>;
 TYPED_TEST_SUITE(Filters, SampleTypes);
 
 // Mean and Gauss keep a constant, gradients give mid-grey (128, or 2048 for 12 bits). Sigma 2:

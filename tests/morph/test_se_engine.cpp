@@ -28,8 +28,7 @@ bool Engine(const T* s, T* d, int w, int h, const Element& se, int seH, int seW,
 
 template <class T>
 class SeEngine : public ::testing::Test {};
-using SampleTypes = ::testing::Types<unsigned char, unsigned short>;
-TYPED_TEST_SUITE(SeEngine, SampleTypes);
+TYPED_TEST_SUITE(SeEngine, zetdip::test::SampleTypes);
 
 // Both paths, in place and not, odd/even/non-square elements, counts matching or not.
 TYPED_TEST(SeEngine, MatchesReferenceOnRandomImages) {

@@ -52,8 +52,7 @@ TEST(ShapedErosion, DiagonalsAndLineAreAppliedFlippedAndCornerSeedCounts) {
 
 template <class T>
 class Shaped : public ::testing::Test {};
-using SampleTypes = ::testing::Types<unsigned char, unsigned short>;
-TYPED_TEST_SUITE(Shaped, SampleTypes);
+TYPED_TEST_SUITE(Shaped, zetdip::test::SampleTypes);
 
 // 8-bit: the dilatation and the opening write and report false, the closing writes nothing.
 TYPED_TEST(Shaped, CircleDilatationOpeningClosingRunQuartersInOrder) {

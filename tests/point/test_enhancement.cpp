@@ -19,16 +19,18 @@ TEST(Stretching, IntegralGainSwappedBoundsAndWideBands) {
     } cases[] = {
         {0, 200, {0, 150, 199, 200, 255}, {0, 150, 199, 255, 255}},  // gain 1: ramp ends at 199
         {200, 0, {0, 150, 199, 200, 255}, {0, 150, 199, 255, 255}},  // bounds swapped
-        {50, 100, {49, 50, 99, 100, 7}, {0, 0, 245, 255, 0}},         // gain 5
-        {-10, 300, {0, 128, 255, 1, 2}, {0, 0, 0, 0, 0}},             // band wider than the range
+        {50, 100, {49, 50, 99, 100, 7}, {0, 0, 245, 255, 0}},        // gain 5
+        {-10, 300, {0, 128, 255, 1, 2}, {0, 0, 0, 0, 0}},            // band wider than the range
     };
     for (auto& c : cases) {
         Bytes8 out(5);
-        ASSERT_TRUE(CDipEnhancement::ApplyStretching(c.in.data(), out.data(), 8, 8, 5, 1, c.lo, c.hi));
+        ASSERT_TRUE(
+            CDipEnhancement::ApplyStretching(c.in.data(), out.data(), 8, 8, 5, 1, c.lo, c.hi));
         EXPECT_EQ(out, c.out) << c.lo << ".." << c.hi;
     }
     Bytes8 untouched(5, 42);  // nLow == nHigh: true, nothing written
-    EXPECT_TRUE(CDipEnhancement::ApplyStretching(cases[0].in.data(), untouched.data(), 8, 8, 5, 1, 30, 30));
+    EXPECT_TRUE(
+        CDipEnhancement::ApplyStretching(cases[0].in.data(), untouched.data(), 8, 8, 5, 1, 30, 30));
     EXPECT_EQ(untouched, Bytes8(5, 42));
 }
 
@@ -63,21 +65,24 @@ TEST(ContrastManip, MaskedFormUsesTwoRoundingsOf205) {
 
 TEST(ContrastManip, MaskedFormWrapsLowBitsOutsideMask) {
     Bytes8 in = {100, 255, 48, 49}, mask = {1, 0, 0, 0}, out(4);
-    ASSERT_TRUE(CDipEnhancement::ApplyContrastManip(in.data(), mask.data(), out.data(), 8, 8, 4, 1));
+    ASSERT_TRUE(
+        CDipEnhancement::ApplyContrastManip(in.data(), mask.data(), out.data(), 8, 8, 4, 1));
     // 255 gives 402 (stored 146); the float threshold 48.78... clears 48, keeps 49 (-> 0).
     EXPECT_EQ(out, (Bytes8{99, 146, 0, 0}));
     Bytes8 none(4, 0);  // empty mask: max 0, every v becomes trunc(v * 2.05 / 1.05)
     CDipEnhancement::ApplyContrastManip(in.data(), none.data(), out.data(), 8, 8, 4, 1);
     EXPECT_EQ(out, (Bytes8{195, 497 & 0xFF, 93, 95}));
     Words w = {4000, 65535}, wmask = {1, 0}, wout(2);
-    ASSERT_TRUE(CDipEnhancement::ApplyContrastManip(Bytes(w), Bytes(wmask), Bytes(wout), 16, 12, 2, 1));
+    ASSERT_TRUE(
+        CDipEnhancement::ApplyContrastManip(Bytes(w), Bytes(wmask), Bytes(wout), 16, 12, 2, 1));
     EXPECT_EQ(wout, (Words{4000, 58603}));  // 124139 keeps its low 16 bits
 }
 
 TEST(ContrastManip, ColourAndBadDepthsWriteNothing) {
     Bytes8 in(12, 100), mask(12, 1), out(12, 7);
     EXPECT_FALSE(CDipEnhancement::ApplyContrastManip(in.data(), out.data(), 24, 8, 2, 2));
-    EXPECT_FALSE(CDipEnhancement::ApplyContrastManip(in.data(), mask.data(), out.data(), 24, 8, 2, 2));
+    EXPECT_FALSE(
+        CDipEnhancement::ApplyContrastManip(in.data(), mask.data(), out.data(), 24, 8, 2, 2));
     for (int bits : {7, 17}) {
         EXPECT_FALSE(CDipEnhancement::ApplyContrastManip(in.data(), out.data(), 8, bits, 2, 2));
         EXPECT_FALSE(CDipEnhancement::ApplyStretching(in.data(), out.data(), 8, bits, 2, 2, 0, 9));
@@ -92,9 +97,12 @@ TEST(PointOperations, InPlaceEqualsOutOfPlace) {
         auto a = in, b = in;
         Words sep(in.size());
         auto run = [&](Words& src, Words& dst) {
-            if (op == 0) CDipEnhancement::ApplyStretching(Bytes(src), Bytes(dst), 16, 12, 33, 7, 1000, 3000);
+            if (op == 0)
+                CDipEnhancement::ApplyStretching(Bytes(src), Bytes(dst), 16, 12, 33, 7, 1000, 3000);
             if (op == 1) CDipEnhancement::ApplyContrastManip(Bytes(src), Bytes(dst), 16, 12, 33, 7);
-            if (op == 2) CDipEnhancement::ApplyContrastManip(Bytes(src), Bytes(mask), Bytes(dst), 16, 12, 33, 7);
+            if (op == 2)
+                CDipEnhancement::ApplyContrastManip(Bytes(src), Bytes(mask), Bytes(dst), 16, 12, 33,
+                                                    7);
         };
         run(a, sep);
         run(b, b);

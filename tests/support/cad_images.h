@@ -13,7 +13,6 @@
 
 namespace zetdip::test {
 
-using SampleTypes = ::testing::Types<unsigned char, unsigned short>;
 using Array = CArray<CPoint, const CPoint&>;
 using Points = std::vector<CPoint>;
 

@@ -2,6 +2,8 @@
 #ifndef ZETDIP_TESTS_SUPPORT_IMAGES_H
 #define ZETDIP_TESTS_SUPPORT_IMAGES_H
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <random>
 #include <vector>
@@ -23,6 +25,9 @@ template <class T>
 unsigned char* Bytes(std::vector<T>& image) {
     return reinterpret_cast<unsigned char*>(image.data());
 }
+
+// The two sample types of typed tests.
+using SampleTypes = ::testing::Types<unsigned char, unsigned short>;
 
 // Bits stored and maximum of each sample type in typed tests: 8 and 12.
 template <class T>

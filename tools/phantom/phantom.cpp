@@ -51,7 +51,9 @@ public:
             const double gx = x / o.dStep, gy = y / o.dStep;
             const int ix = static_cast<int>(gx), iy = static_cast<int>(gy);
             const double fx = Smooth(gx - ix), fy = Smooth(gy - iy);
-            auto v = [&](int c, int r) { return o.values[static_cast<std::size_t>(r) * o.nCols + c]; };
+            auto v = [&](int c, int r) {
+                return o.values[static_cast<std::size_t>(r) * o.nCols + c];
+            };
             const double top = v(ix, iy) * (1 - fx) + v(ix + 1, iy) * fx;
             const double bottom = v(ix, iy + 1) * (1 - fx) + v(ix + 1, iy + 1) * fx;
             sum += o.dWeight * (top * (1 - fy) + bottom * fy);
@@ -180,7 +182,8 @@ Mammogram MakeMammogram(const Options& opt) {
         }
         bool ok = line.size() >= 2;
         for (const auto& cl : m.truth.clusters)
-            for (const auto& q : cl.members) ok = ok && DistanceToPolyline(line, q.x, q.y) > 8.0 / px;
+            for (const auto& q : cl.members)
+                ok = ok && DistanceToPolyline(line, q.x, q.y) > 8.0 / px;
         if (!ok) continue;
         vessels.push_back(std::move(line));
         ++v;
@@ -205,7 +208,8 @@ Mammogram MakeMammogram(const Options& opt) {
                     m.truth.muscle[i] = 1;
                     // A soft 1 mm transition into the muscle.
                     const double w = std::min(1.0, (muscle - depth) * px / 1.0);
-                    const double level = opt.dMuscle + 0.25 * opt.dTextureAmplitude * texture.At(y, x);
+                    const double level =
+                        opt.dMuscle + 0.25 * opt.dTextureAmplitude * texture.At(y, x);
                     v = v * (1.0 - w) + level * w;
                 }
                 v += opt.dNoise * rng.Normal();
@@ -231,7 +235,8 @@ Mammogram MakeMammogram(const Options& opt) {
             for (int y = std::max(0, y0); y <= std::min(H - 1, y1); ++y)
                 for (int x = std::max(0, x0); x <= std::min(W - 1, x1); ++x) {
                     const std::size_t i = static_cast<std::size_t>(y) * W + x;
-                    nearest[i] = std::min(nearest[i], static_cast<float>(DistanceToPolyline(segment, x, y)));
+                    nearest[i] =
+                        std::min(nearest[i], static_cast<float>(DistanceToPolyline(segment, x, y)));
                 }
         }
     for (std::size_t i = 0; i < n; ++i) {
@@ -247,14 +252,18 @@ Mammogram MakeMammogram(const Options& opt) {
         for (const auto& p : c.members) {
             const double radius = rng.Uniform(0.15, 0.4) / px;
             const int r = static_cast<int>(radius) + 2;
-            for (int y = std::max(0, static_cast<int>(p.y) - r); y <= std::min(H - 1, static_cast<int>(p.y) + r); ++y)
-                for (int x = std::max(0, static_cast<int>(p.x) - r); x <= std::min(W - 1, static_cast<int>(p.x) + r); ++x) {
+            for (int y = std::max(0, static_cast<int>(p.y) - r);
+                 y <= std::min(H - 1, static_cast<int>(p.y) + r); ++y)
+                for (int x = std::max(0, static_cast<int>(p.x) - r);
+                     x <= std::min(W - 1, static_cast<int>(p.x) + r); ++x) {
                     const double d = std::hypot(x + 0.5 - p.x, y + 0.5 - p.y);
                     const double w = std::clamp(radius + 0.5 - d, 0.0, 1.0);
                     if (w <= 0) continue;
                     const std::size_t i = static_cast<std::size_t>(y) * W + x;
-                    const double v = m.image[i] * (1 - w) + (opt.dCalcification + 40 * rng.Normal()) * w;
-                    m.image[i] = static_cast<unsigned short>(std::clamp(std::max<double>(v, m.image[i]), 0.0, fullScale));
+                    const double v =
+                        m.image[i] * (1 - w) + (opt.dCalcification + 40 * rng.Normal()) * w;
+                    m.image[i] = static_cast<unsigned short>(
+                        std::clamp(std::max<double>(v, m.image[i]), 0.0, fullScale));
                 }
         }
     return m;
@@ -263,11 +272,13 @@ Mammogram MakeMammogram(const Options& opt) {
 std::vector<unsigned char> To8Bits(const Mammogram& m) {
     std::vector<unsigned char> out(m.image.size());
     const int shift = m.nBitsStored - 8;
-    for (std::size_t i = 0; i < out.size(); ++i) out[i] = static_cast<unsigned char>(m.image[i] >> shift);
+    for (std::size_t i = 0; i < out.size(); ++i)
+        out[i] = static_cast<unsigned char>(m.image[i] >> shift);
     return out;
 }
 
-bool WritePgm(const char* pszPath, const std::vector<unsigned char>& image, int nWidth, int nHeight) {
+bool WritePgm(const char* pszPath, const std::vector<unsigned char>& image, int nWidth,
+              int nHeight) {
     std::FILE* f = std::fopen(pszPath, "wb");
     if (!f) return false;
     std::fprintf(f, "P5\n%d %d\n255\n", nWidth, nHeight);

@@ -18,15 +18,15 @@ struct Options {
     std::uint32_t nSeed = 1;
     int nBitsStored = 12;
 
-    double dBackground = 150.0;       // mean of the background
-    double dBackgroundNoise = 25.0;   // pixel noise sigma of the background
-    double dTissue = 1500.0;          // mean tissue level in the breast
-    double dTextureAmplitude = 180.0; // amplitude of the smooth tissue texture
-    double dNoise = 20.0;             // pixel noise sigma inside the breast
-    double dMuscle = 2600.0;          // level of the pectoral muscle
-    double dVesselContrast = 260.0;   // peak added along vessels
+    double dBackground = 150.0;        // mean of the background
+    double dBackgroundNoise = 25.0;    // pixel noise sigma of the background
+    double dTissue = 1500.0;           // mean tissue level in the breast
+    double dTextureAmplitude = 180.0;  // amplitude of the smooth tissue texture
+    double dNoise = 20.0;              // pixel noise sigma inside the breast
+    double dMuscle = 2600.0;           // level of the pectoral muscle
+    double dVesselContrast = 260.0;    // peak added along vessels
     int nVessels = 8;
-    double dCalcification = 3900.0;   // peak level of a microcalcification
+    double dCalcification = 3900.0;  // peak level of a microcalcification
     // Clusters to plant: members per cluster (each >= 1). A cluster of 3 or
     // fewer members is planted too but is not meant to be reported.
     std::vector<int> clusterSizes = {6, 5, 8};

@@ -7,7 +7,9 @@ namespace {
 
 using Image = std::vector<unsigned short>;
 
-unsigned char* Bytes(Image& image) { return reinterpret_cast<unsigned char*>(image.data()); }
+unsigned char* Bytes(Image& image) {
+    return reinterpret_cast<unsigned char*>(image.data());
+}
 
 long long CountSet(const Image& image) {
     long long n = 0;
@@ -30,8 +32,8 @@ bool WaveletCandidates(Image& image, Image& candidates, int W, int H, int nBits)
         h = (h + 1) / 2;
     }
     return CDipWavelet::ApplyWaveletReconstruction(coef.data(), Bytes(candidates), 16, nBits, W, H,
-                                                   0, 0, nLowWidth, nLowHeight, widthOdd,
-                                                   heightOdd, nLevels);
+                                                   0, 0, nLowWidth, nLowHeight, widthOdd, heightOdd,
+                                                   nLevels);
 }
 
 }  // namespace
@@ -44,7 +46,8 @@ int NorthSouthGateLevel(Image& image, int W, int H, int nBits) {
     CDipFilters::ApplyMean(Bytes(smooth), Bytes(smooth), 16, nBits, W, H);
     for (int y = 0; y < H; ++y)
         for (int x = 0; x < W; ++x)
-            if (x < 2 || y < 2 || x >= W - 2 || y >= H - 2) smooth[static_cast<std::size_t>(y) * W + x] = 0;
+            if (x < 2 || y < 2 || x >= W - 2 || y >= H - 2)
+                smooth[static_cast<std::size_t>(y) * W + x] = 0;
     return CDipThresholding::CalculateThresholding1(Bytes(smooth), 16, nBits, W, H);
 }
 
@@ -70,7 +73,8 @@ ChainResult RunDetectionChain(Image& image, int W, int H, int nBits, double dPix
     r.nGateLevel = NorthSouthGateLevel(image, W, H, nBits);
     // Outside its gate the north-south search reports false and leaves the
     // 16-bit line image all 0: the chain goes on without those lines.
-    r.bNorthSouthRan = CDipClustering::SearchLinesImage(Bytes(image), Bytes(r.lines), 16, nBits, W, H);
+    r.bNorthSouthRan =
+        CDipClustering::SearchLinesImage(Bytes(image), Bytes(r.lines), 16, nBits, W, H);
     if (!CDipClustering::SearchLinesSWNEImage(Bytes(image), Bytes(r.lines), Bytes(r.mask), 16,
                                               nBits, W, H, dPixelSize)) {
         r.failedStep = "SearchLinesSWNEImage";

@@ -12,9 +12,9 @@
 namespace zetdip::pipeline {
 
 struct Circle {
-    int x, y;         // centre as stored: column, nHeight - row
-    int rimX, rimY;   // rim point, same frame
-    double dRadius;   // pixels
+    int x, y;        // centre as stored: column, nHeight - row
+    int rimX, rimY;  // rim point, same frame
+    double dRadius;  // pixels
 };
 
 struct ChainResult {
