@@ -182,18 +182,28 @@ int main(int argc, char** argv) {
                     c.dRadius * a.dPixelSize);
     }
     if (a.rawPath.empty()) {
-        int nPlanted = 0, nMarked = 0;
+        // A circle marks a planted cluster when its centre lies within 5 mm.
+        auto marks = [&](const zetdip::pipeline::Circle& c, const zetdip::phantom::Cluster& cl) {
+            return std::hypot(c.x - cl.centre.x, (H - c.y) - cl.centre.y) <= 5.0 / a.dPixelSize;
+        };
+        int nPlanted = 0, nMarked = 0, nStray = 0;
         for (const auto& cl : phantom.truth.clusters) {
             if (cl.members.size() < 4) continue;
             ++nPlanted;
             for (const auto& c : r.circles)
-                if (std::hypot(c.x - cl.centre.x, (H - c.y) - cl.centre.y) <= 5.0 / a.dPixelSize) {
+                if (marks(c, cl)) {
                     ++nMarked;
                     break;
                 }
         }
-        std::printf("truth: %d of %d planted clusters of four or more marked within 5 mm\n",
-                    nMarked, nPlanted);
+        for (const auto& c : r.circles) {
+            bool bMarks = false;
+            for (const auto& cl : phantom.truth.clusters) bMarks = bMarks || marks(c, cl);
+            nStray += !bMarks;
+        }
+        std::printf(
+            "truth: %d of %d planted clusters of four or more marked; %d circles elsewhere\n",
+            nMarked, nPlanted, nStray);
     }
 
     if (!a.outDir.empty()) {

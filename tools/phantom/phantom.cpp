@@ -150,8 +150,9 @@ Mammogram MakeMammogram(const Options& opt) {
             bPlaced = true;
         }
         if (!bPlaced) continue;
-        // Members within 4 mm, at least 1.2 mm apart.
-        while (static_cast<int>(c.members.size()) < nMembers) {
+        // Members within 4 mm, at least 1.2 mm apart (as many as fit).
+        for (int attempt = 0; attempt < 10000 && static_cast<int>(c.members.size()) < nMembers;
+             ++attempt) {
             const double r = rng.Uniform(0.0, 4.0) / px, a = rng.Uniform(0.0, 2.0 * kPi);
             const Point p{c.centre.x + r * std::cos(a), c.centre.y + r * std::sin(a)};
             bool ok = true;
@@ -208,8 +209,9 @@ Mammogram MakeMammogram(const Options& opt) {
                     m.truth.muscle[i] = 1;
                     // A soft 1 mm transition into the muscle.
                     const double w = std::min(1.0, (muscle - depth) * px / 1.0);
-                    const double level =
-                        opt.dMuscle + 0.25 * opt.dTextureAmplitude * texture.At(y, x);
+                    // The muscle's own texture: the tissue texture mirrored.
+                    const double level = opt.dMuscle + 0.25 * opt.dTextureAmplitude *
+                                                           texture.At(W - 1 - x, H - 1 - y);
                     v = v * (1.0 - w) + level * w;
                 }
                 v += opt.dNoise * rng.Normal();
