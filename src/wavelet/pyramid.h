@@ -85,8 +85,11 @@ bool WaveletDecompose(const T* pSrc, double* pCoef, int nWidth, int nHeight, int
     // Rows are transformed in place in pCoef; columns go through one scratch.
     // A negative side is a scratch request no allocator grants.
     if (nWidth < 0 || nHeight < 0) return false;
+    // Rows need no scratch of their own, but the row scratch is still taken,
+    // so that running out of memory fails the call at the same point.
+    const auto pRowScratch = NewScratch<double>(static_cast<std::size_t>(nWidth));
     const ColumnScratch columns = NewColumnScratch(nHeight);
-    if (!columns.pData) return false;
+    if (!pRowScratch || !columns.pData) return false;
 
     rLowWidth = nWidth;
     rLowHeight = nHeight;
@@ -151,8 +154,10 @@ bool WaveletReconstruct(double* pCoef, typename Out::Sample* pDst, int nBitsStor
                         int nLowHeight, const int* pWidthOdd, const int* pHeightOdd, int nLevels) {
     if (pWidthOdd == nullptr || pHeightOdd == nullptr) return false;
     if (nWidth < 0 || nHeight < 0) return false;  // the scratch request would fail
+    // The row scratch is taken although rows are transformed in place (see above).
+    const auto pRowScratch = NewScratch<double>(static_cast<std::size_t>(nWidth));
     const ColumnScratch columns = NewColumnScratch(nHeight);
-    if (!columns.pData) return false;
+    if (!pRowScratch || !columns.pData) return false;
 
     // Sizes wrap like int arithmetic; runs that would not fit the image are
     // left untransformed rather than written past it.
