@@ -64,26 +64,30 @@ bool RemovePectoralMuscle(T* pSrc, T* pMask, int nWidth, int nHeight, bool bBrea
         return false;
 
     // Clear the muscle run from the chest-wall edge, row by row upward, while
-    // the runs stay at least nMinRun wide. Start rows past the last row are
-    // brought back to it (tiny pixel sizes).
+    // the runs stay at least nMinRun wide. The bounds are int arithmetic that
+    // wraps (a pixel size so small that the offsets overflow gives a negative
+    // start row: nothing is cleared). The 8-bit right-hand walk may start on
+    // row nHeight, which does not exist; it starts on the last row instead,
+    // with the same result, since the stop test cannot fire there (its
+    // minimum run is then 0).
+    const int nWidthInt = static_cast<int>(W);
     auto at = [W](T* p, long long y, long long x) -> T& { return p[y * W + x]; };
     if (!bBreastOnRight) {
-        long long nRun = nStartOffset;
-        const long long nStart =
-            std::min<long long>(H - static_cast<long long>(nStartOffset) - 1, H - 1);
-        for (long long y = nStart; y >= 0; --y) {
+        int nRun = nStartOffset;
+        const int nStart = WrapSub(WrapSub(nHeight, nStartOffset), 1);
+        for (long long y = std::min<long long>(nStart, H - 1); y >= 0; --y) {
             if (nRun < nMinRun) break;
-            long long x = 0;
-            for (; x < W && at(pM, y, x) != 0; ++x) at(pMask, y, x) = 0;
+            int x = 0;
+            for (; x < nWidthInt && at(pM, y, x) != 0; ++x) at(pMask, y, x) = 0;
             nRun = std::min(nRun, x);
         }
     } else {
-        long long nEdge = W - nStartOffset;
-        const long long nStart = std::min<long long>(
-            H - static_cast<long long>(nStartOffset) + d.nRightStartShift, H - 1);
-        for (long long y = nStart; y >= 0; --y) {
-            if (nEdge > W - nMinRun) break;
-            long long x = W - 1;
+        int nEdge = WrapSub(nWidthInt, nStartOffset);
+        const int nEdgeLimit = WrapSub(nWidthInt, nMinRun);
+        const int nStart = WrapAdd(WrapSub(nHeight, nStartOffset), d.nRightStartShift);
+        for (long long y = std::min<long long>(nStart, H - 1); y >= 0; --y) {
+            if (nEdge > nEdgeLimit) break;
+            int x = nWidthInt - 1;
             for (; x >= 0 && at(pM, y, x) != 0; --x) at(pMask, y, x) = 0;
             nEdge = std::max(nEdge, x);
         }

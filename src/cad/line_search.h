@@ -99,9 +99,10 @@ bool SearchLinesDiagonal(T* pSrc, T* pLines, T* pMask, int nWidth, int nHeight, 
     // Side borders: nBorder columns on the left, one fewer on the right (intended).
     const int nBorder = WrapSub(1, TruncToInt(-5.0 / dPixelSize));
     const long long W = nWidth > 0 ? nWidth : 0, H = nHeight > 0 ? nHeight : 0;
+    // The bounds are int arithmetic that wraps (a pixel size so small that
+    // -5 / dPixelSize overflows clears every column), clipped to the row.
     const long long nLeftEnd = std::clamp<long long>(nBorder, 0, W);
-    const long long nRightStart =
-        std::clamp<long long>(W - static_cast<long long>(nBorder) + 1, 0, W);
+    const long long nRightStart = std::clamp<long long>(WrapAdd(WrapSub(nWidth, nBorder), 1), 0, W);
     for (long long y = 0; y < H; ++y) {
         std::fill(pS + y * W, pS + y * W + nLeftEnd, T(0));
         std::fill(pS + y * W + nRightStart, pS + y * W + W, T(0));

@@ -184,6 +184,17 @@ TEST(PectoralRemoval, SixteenBitClearsMuscleBandFromStartRowUpward) {
         }
 }
 
+TEST(PectoralRemoval, OverflowingOffsetsGiveNegativeStartRow) {
+    // At 1e-9 mm the offsets (int)(5 / px) overflow and the start row wraps
+    // below 0: nothing is cleared, the result is still true.
+    for (bool bRight : {false, true}) {
+        std::vector<unsigned short> image(100, 4095), mask(100, 4095);
+        EXPECT_TRUE(CDipFilters::RemovePectoralMuscleFromMask(Bytes(image), Bytes(mask), 16, 12, 10,
+                                                              10, bRight, 1e-9));
+        EXPECT_EQ(mask, image);
+    }
+}
+
 // Results are not meaningful here; the calls must only stay inside the buffers.
 TEST(BreastSegmentation, TinyImagesAndExtremePixelSizesStayInsideBuffers) {
     for (int H : {1, 2, 3, 5, 9}) {

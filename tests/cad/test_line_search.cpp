@@ -93,4 +93,16 @@ TEST(LineSearch, SixteenBitDiagonalAddsToExistingLines) {
     EXPECT_EQ(lines[10 * n + 10], 4095);
 }
 
+TEST(LineSearch, DiagonalBorderOverflowClearsEveryColumn) {
+    // At 1e-9 mm the border width wraps and the right border covers every
+    // column, so the work image is cleared and no line is added.
+    const int n = 12;
+    std::vector<unsigned short> image(n * n, 1000), mask(n * n, 1), lines(n * n, 0);
+    for (int i = 0; i < n * n; ++i)
+        if ((i % n + i / n) % 4 == 0) image[i] = 3000;
+    ASSERT_TRUE(CDipClustering::SearchLinesSWNEImage(Bytes(image), Bytes(lines), Bytes(mask), 16,
+                                                     12, n, n, 1e-9));
+    EXPECT_EQ(lines, std::vector<unsigned short>(n * n, 0));
+}
+
 }  // namespace
