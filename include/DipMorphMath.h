@@ -24,11 +24,15 @@ public:
     // offsets bounded by hB, column offsets by hA, and the element applied
     // flipped top to bottom (its row 0 meets the image row below the centre).
     // Elements five or more wide also read the rows that the right-border
-    // cache refresh of the previous row left behind. Offsets whose element
-    // index leaves the element, or whose neighbour leaves the image (even or
-    // non-square elements only), are skipped. pDst may equal pSrc.
-    // False for 24-bit colour, nSEHeight < 3, nSEWidth < 1, bad depths, and
-    // when the hA + 1 cache rows cannot be allocated.
+    // cache refresh of the previous row left behind. Image and cache are
+    // read flat, row after row: for elements taller than wide a neighbour
+    // column left or right of the image is the previous row's last or the
+    // next row's first pixel. Offsets whose element index leaves the element
+    // (even or non-square elements, nSEWidth = 0) or whose cache read would
+    // pass the cache's end (ten or more rows on narrow images) are skipped.
+    // pDst may equal pSrc. False for 24-bit colour, nSEHeight < 3, negative
+    // nSEWidth, bad depths, and when the hA + 1 cache rows cannot be
+    // allocated.
     static bool ApplyErosionWithSE(unsigned char* pSrc, unsigned char* pDst, int nBitsPerPixel,
                                    int nBitsStored, int nWidth, int nHeight, const int* pSE,
                                    int nSEHeight, int nSEWidth, int nSECount);

@@ -10,7 +10,10 @@
 // offsets dx over the half-height, the element is read at
 // (hA - dy) * nSEWidth + dx + hB (flipped top to bottom), and the pixels
 // above and to the left come from a row cache that is advanced column by
-// column and, at the right border, over-advanced.
+// column and, at the right border, over-advanced. Both the image and the
+// cache are flat row-major buffers of nWidth samples a row, so a neighbour
+// column outside the image (elements taller than wide) is read from the
+// neighbouring row of the same buffer.
 //
 // The cache is not simulated pixel by pixel here. Which source row each
 // cache cell holds is known in closed form (CachedRow), and every cell holds
@@ -75,8 +78,9 @@ struct SeGeometry {
 
     // Element value at the flat index (hA - dy) * nSEWidth + dx + hB, which
     // may run into the neighbouring element row as the index says. Indices
-    // outside the nSEHeight x nSEWidth ints (even sizes, elements wider than
-    // tall) count as non-members (chosen: there is no value to read).
+    // outside 0 .. nSEHeight * nSEWidth - 1 (even sizes, elements wider than
+    // tall, nSEWidth = 0) count as non-members (chosen: the one reading that
+    // stays inside the element).
     bool Member(int dy, int dx) const {
         const long long i = static_cast<long long>(hA - dy) * nSEWidth + dx + hB;
         return i >= 0 && i < nSESize && pSE[i] != 0;
@@ -94,6 +98,19 @@ struct SeGeometry {
         const int k = std::min(hB, c - nWidth + 2 * hB + 1);
         const int j = (hA - r) / k;
         return y - hA > j ? y - j : r + (y - hA) * k;
+    }
+
+    // Row and column of the flat index r * nWidth + c, for a column c that
+    // may lie up to hA outside the row: the previous row's last samples for
+    // c < 0, the next row's first ones for c >= nWidth.
+    void ToCell(int& r, long long c, int& nCol) const {
+        if (c >= 0 && c < nWidth) {
+            nCol = static_cast<int>(c);
+            return;
+        }
+        const long long q = c < 0 ? -((nWidth - 1 - c) / nWidth) : c / nWidth;  // floor
+        r = static_cast<int>(r + q);
+        nCol = static_cast<int>(c - q * nWidth);
     }
 };
 
@@ -115,10 +132,25 @@ struct OriginalRows {
     }
 };
 
-// One interior pixel through the general cache mapping. Neighbours whose
-// column lies outside the image (possible only for elements taller than
-// wide) are skipped (chosen): the flat row-major read would leave the row,
-// and at the last rows the image.
+// One interior pixel through the general cache mapping, reading every
+// neighbour at its flat index: the source at (y + dy) * nWidth + x + dx and
+// the cache at (hA + dy) * nWidth + x + dx, the latter resolved to the cell
+// (row, column) it names and then to the source row that cell holds. With
+// hA <= y <= nHeight - hA - 1, hB <= x <= nWidth - hB - 1, |dx| <= hA and
+// |dy| <= min(hA, hB) (a column can leave the image only when hA > hB):
+// - source, dy >= 1: the index is at least (y + 1) * nWidth + hB - hA, so on
+//   row y - hA + 1 or below, and at most
+//   nHeight * nWidth - 1 - (hA - hB) * (nWidth - 1), inside the image; with
+//   dy = 0, dx > 0 it lies after the centre and below that bound. Rows up to
+//   y come from the saved originals, so in place a read that wraps back to a
+//   pixel already written (nWidth < hA) still sees the source value;
+// - cache, dy <= 0: the index is at least (hA - hB) * (nWidth - 1) >= 0; with
+//   dy = 0, dx < 0 it lies before hA * nWidth + nWidth; with dy <= -1 it is
+//   at most hA * nWidth + hA - hB - 1, which passes the end of the
+//   (hA + 1) * nWidth cache only when nWidth <= hA - hB - 1 (elements of ten
+//   or more rows on narrow images, e.g. 11x3 on a 3-wide one). Such reads
+//   are skipped (chosen: there is no value to read), as for element indices
+//   outside the element.
 template <class Op, class T>
 T RankRuleAt(const SeGeometry& g, const OriginalRows<T>& rows, int x, int nNeed) {
     const int y = rows.y;
@@ -128,10 +160,14 @@ T RankRuleAt(const SeGeometry& g, const OriginalRows<T>& rows, int x, int nNeed)
     for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy) {
         for (int dx = -g.hA; dx <= g.hA; ++dx) {
             if ((dy == 0 && dx == 0) || !g.Member(dy, dx)) continue;
-            const int c = x + dx;
-            if (c < 0 || c >= g.nWidth) continue;
             const bool bFromCache = dy < 0 || (dy == 0 && dx < 0);
-            const int r = bFromCache ? g.CachedRow(g.hA + dy, c, x, y) : y + dy;
+            int r = bFromCache ? g.hA + dy : y + dy;
+            int c = 0;
+            g.ToCell(r, static_cast<long long>(x) + dx, c);
+            if (bFromCache) {
+                if (r > g.hA) continue;  // past the end of the cache, see above
+                r = g.CachedRow(r, c, x, y);
+            }
             const T v = rows.Row(r)[c];
             k += Op::Qualifies(v, vc) ? 1 : 0;
             e = Op::Extreme(e, v);
@@ -182,16 +218,19 @@ void RankRuleBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo, 
 }
 
 // Erosion (ErodeOp) or dilation (DilateOp) of a one-channel image. pDst may
-// equal pSrc. Returns false, writing nothing, for nSEHeight < 3, for an
-// element without columns (nSEWidth < 1, chosen: such an element has no
-// value to read) and when the hA + 1 rows of scratch cannot be allocated.
-// Images too small for any interior pixel are copied; rows are saved only
-// as the scan reaches them, so an image shorter than hA + 1 rows is never
-// read past its end (chosen).
+// equal pSrc. Returns false, writing nothing, for nSEHeight < 3, for a
+// negative nSEWidth (chosen: from -2 down the last pixel of a row would
+// advance cache column nWidth, past the end of the cache; -1 is refused with
+// them) and when the hA + 1 rows of scratch cannot be allocated.
+// nSEWidth = 0 runs: no offset is a member, so an interior pixel takes its
+// seed when nSECount is 1 and keeps its value otherwise. Images too small for
+// any interior pixel are copied; rows are saved only as the scan reaches
+// them, so an image shorter than hA + 1 rows is never read past its end
+// (chosen).
 template <class Op, class T>
 bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE, int nSEHeight,
                  int nSEWidth, int nSECount, EnginePath path = EnginePath::kBlocked) {
-    if (nSEHeight < 3 || nSEWidth < 1) return false;
+    if (nSEHeight < 3 || nSEWidth < 0) return false;
     const int hA = nSEHeight / 2;
     const int hB = nSEWidth / 2;
     const std::size_t nStride = nWidth > 0 ? static_cast<std::size_t>(nWidth) : 0;

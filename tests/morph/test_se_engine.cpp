@@ -30,19 +30,23 @@ template <class T>
 class SeEngine : public ::testing::Test {};
 TYPED_TEST_SUITE(SeEngine, zetdip::test::SampleTypes);
 
-// Both paths, in place and not, odd/even/non-square elements, counts matching or not.
+// Both paths, in place and not, odd/even/non-square/taller-than-wide/empty elements (narrow
+// images make their columns wrap into the neighbouring rows), counts matching or not.
 TYPED_TEST(SeEngine, MatchesReferenceOnRandomImages) {
     using T = TypeParam;
-    const int sizes[][2] = {{1, 1}, {2, 2}, {3, 1}, {1, 3}, {4, 5}, {9, 8}, {67, 33}, {300, 11}};
-    const int shapes[][2] = {{3, 3}, {5, 5}, {5, 7}, {4, 3}, {3, 4}, {9, 3}, {3, 9}, {3, 1}};
+    const int sizes[][2] = {{1, 1},   {2, 2},    {3, 1},  {1, 3}, {4, 5},  {9, 8},
+                            {67, 33}, {300, 11}, {1, 12}, {2, 9}, {3, 24}, {4, 17}};
+    const int shapes[][2] = {{3, 3}, {5, 5}, {5, 7}, {4, 3}, {3, 4},  {9, 3},  {3, 9},
+                             {3, 1}, {5, 3}, {7, 3}, {5, 1}, {11, 3}, {10, 2}, {5, 0}};
+    constexpr int kShapes = sizeof(shapes) / sizeof(shapes[0]);
     std::mt19937 rng(7);
-    for (int c = 0; c < 8 * 8; ++c) {  // every size with every shape
-        const auto [w, h] = sizes[c / 8];
-        const auto [seH, seW] = shapes[c % 8];
+    for (int c = 0; c < 12 * kShapes; ++c) {  // every size with every shape
+        const auto [w, h] = sizes[c / kShapes];
+        const auto [seH, seW] = shapes[c % kShapes];
         Element se(static_cast<std::size_t>(seH) * seW);
         for (int& v : se) v = rng() % 3 == 0 ? 0 : static_cast<int>(rng() % 7) - 3;
         const int nMembers = static_cast<int>(se.size() - std::count(se.begin(), se.end(), 0));
-        for (int n : {nMembers, nMembers - 1, static_cast<int>(rng() % 4)}) {
+        for (int n : {nMembers, nMembers + 1, static_cast<int>(rng() % 4)}) {
             const auto src = RandomImage<T>(w, h, 0, rng() % 2 ? 3 : T(~0u), rng());
             for (int op = 0; op < 4; ++op) {  // erosion and dilation, blocked and per-pixel
                 const bool bErode = op < 2;
@@ -64,6 +68,26 @@ TEST(SeEngine, GreyPixelWithOneBrighterMemberStays) {
     EXPECT_EQ(out, img);
 }
 
+TEST(SeEngine, TallElementColumnsWrapIntoNeighbouringRows) {
+    // 3x5 of 9, full 5x1 (hA 2, hB 0): row 2 reads dx -2..2 along the flat buffer. (0, 2) sees
+    // (2, 1) through cache column -1; (1, 2) sees it at column -1 and (0, 3) at column 0, already
+    // advanced, and at source column 3; (2, 2) sees (0, 3) and (1, 3).
+    for (const auto& [zero, row2] : {std::pair{5, Bytes8{0, 0, 9}}, {9, Bytes8{9, 0, 0}}}) {
+        Bytes8 img(15, 9), out(15);
+        img[zero] = 0;
+        ASSERT_TRUE(Engine(img.data(), out.data(), 3, 5, Element(5, 1), 5, 1, 5));
+        std::copy(row2.begin(), row2.end(), img.begin() + 6);
+        EXPECT_EQ(out, img) << zero;
+    }
+    // 4x11 of 9, 0 at (0, 5), 10x2 with one member (dy 1, dx -5): (1, 5) takes the 0; in place,
+    // (2, 5) reads (1, 5) as it was before being written and keeps its 9.
+    Bytes8 img(44, 9), want(44, 9);
+    Element se(20, 0);
+    img[20] = want[20] = want[21] = 0, se[4] = 1;
+    ASSERT_TRUE(Engine(img.data(), img.data(), 4, 11, se, 10, 2, 2));
+    EXPECT_EQ(img, want);
+}
+
 TEST(SeEngine, RightBorderRefreshHidesRowAboveFromFollowingRow) {
     // 6x6 of 9, 0 at (4, 1), full 5x5: row 3 misses it, its cache columns 3, 4 hold rows 2, 3, 3.
     Bytes8 img(36, 9), out(36);
@@ -73,11 +97,11 @@ TEST(SeEngine, RightBorderRefreshHidesRowAboveFromFollowingRow) {
     EXPECT_EQ(out, img);
 }
 
-TEST(SeEngine, CountThatCannotMatchChangesNothingLowElementsFail) {
+TEST(SeEngine, CountThatCannotMatchChangesNothingLowOrNegativeElementsFail) {
     auto img = RandomImage<unsigned char>(67, 33, 0, 255, 11);
     Bytes8 out(img.size(), 42);
-    for (int seH : {1, 2})
-        EXPECT_FALSE(Engine(img.data(), out.data(), 67, 33, Element(9, 1), seH, 3, 9));
+    for (const auto& [seH, seW] : {std::pair{1, 3}, {2, 3}, {3, -1}, {3, -2}, {3, -7}})
+        EXPECT_FALSE(Engine(img.data(), out.data(), 67, 33, Element(9, 1), seH, seW, 9));
     EXPECT_EQ(out, Bytes8(img.size(), 42));
     for (int n : {10, 11, 100, -5}) {
         ASSERT_TRUE(Engine(img.data(), out.data(), 67, 33, Element(9, 1), 3, 3, n));

@@ -1,4 +1,4 @@
-// The rank rule read literally: per-column row cache, right-border over-advance, library guards.
+// The rank rule read literally: row cache, right-border over-advance, flat reads, library guards.
 #ifndef ZETDIP_TESTS_SUPPORT_MORPH_REFERENCE_H
 #define ZETDIP_TESTS_SUPPORT_MORPH_REFERENCE_H
 
@@ -30,11 +30,12 @@ void ReferenceRankRule(bool bErode, const T* s, T* d, int W, int H, const int* p
                 for (int dx = -hA; dx <= hA; ++dx) {
                     const long long i = static_cast<long long>(hA - dy) * nSEWidth + dx + hB;
                     if ((dy == 0 && dx == 0) || i < 0 || i >= 1LL * nSEHeight * nSEWidth ||
-                        pSE[i] == 0 || x + dx < 0 || x + dx >= W)
+                        pSE[i] == 0)
                         continue;
                     const bool bFromSource = dy > 0 || (dy == 0 && dx > 0);
-                    const T v =
-                        bFromSource ? s[(y + dy) * W + x + dx] : cache[(hA + dy) * W + x + dx];
+                    const long long f = 1LL * ((bFromSource ? y : hA) + dy) * W + x + dx;
+                    if (!bFromSource && f >= static_cast<long long>(cache.size())) continue;
+                    const T v = bFromSource ? s[f] : cache[f];
                     k += bErode ? v <= vc : v >= vc;
                     if (bErode ? v < e : v > e) e = v;
                 }
