@@ -12,6 +12,7 @@
 
 #include "DipEnhancement.h"
 #include "DipFilters.h"
+#include "phantom.h"
 #include "support/images.h"
 
 namespace {
@@ -41,6 +42,7 @@ void SavePicture(const std::vector<unsigned short>& image,
                  const std::vector<unsigned short>& mask) {
     const char* dir = std::getenv("ZETDIP_PICTURES");
     if (dir == nullptr) return;
+    // Image and mask side by side, an eighth of the size.
     const int s = 8, w = kWidth / s, h = kHeight / s;
     std::vector<unsigned char> out(static_cast<std::size_t>(2 * w) * h);
     for (int y = 0; y < h; ++y)
@@ -50,9 +52,7 @@ void SavePicture(const std::vector<unsigned short>& image,
                 static_cast<unsigned char>(image[i] >> 4);
             out[static_cast<std::size_t>(y) * 2 * w + w + x] = mask[i] ? 255 : 0;
         }
-    std::ofstream f(std::string(dir) + "/mg1_mask.pgm", std::ios::binary);
-    f << "P5\n" << 2 * w << " " << h << "\n255\n";
-    f.write(reinterpret_cast<const char*>(out.data()), static_cast<std::streamsize>(out.size()));
+    zetdip::phantom::WritePgm((std::string(dir) + "/mg1_mask.pgm").c_str(), out, 2 * w, h);
 }
 
 TEST(RealMammogram, SideMaskAndPectoralRemoval) {

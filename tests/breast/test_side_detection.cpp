@@ -19,48 +19,47 @@ std::vector<T> ProbeImage(const std::vector<int>& probes) {
     return image;
 }
 
-TEST(SideDetection, EightBitLevelIsStrict) {
-    auto left = ProbeImage<unsigned char>({26, 0, 0, 0, 25, 25, 25, 25});
-    EXPECT_EQ(CDipFilters::IsOnTheRightOrLeftSideOfTheImage(left.data(), 8, 8, 16, 4, 0.5f), 0);
-    auto right = ProbeImage<unsigned char>({25, 25, 0, 0, 0, 0, 0, 26});
-    EXPECT_EQ(CDipFilters::IsOnTheRightOrLeftSideOfTheImage(right.data(), 8, 8, 16, 4, 0.5f), 1);
-    auto none = ProbeImage<unsigned char>({25, 25, 25, 25, 25, 25, 25, 25});
-    EXPECT_EQ(CDipFilters::IsOnTheRightOrLeftSideOfTheImage(none.data(), 8, 8, 16, 4, 0.5f), -1);
-}
-
-TEST(SideDetection, EqualCountsAreUndecided) {
-    auto three = ProbeImage<unsigned char>({200, 200, 200, 0, 0, 200, 200, 200});
-    EXPECT_EQ(CDipFilters::IsOnTheRightOrLeftSideOfTheImage(three.data(), 8, 8, 16, 4, 0.5f), -1);
-}
-
-TEST(SideDetection, SixteenBitLevelIsATenthOfTheRange) {
-    auto at409 = ProbeImage<unsigned short>({409, 0, 0, 0, 0, 0, 0, 0});
-    EXPECT_EQ(CDipFilters::IsOnTheRightOrLeftSideOfTheImage(Bytes(at409), 16, 12, 16, 4, 0.5f), -1);
-    auto at410 = ProbeImage<unsigned short>({410, 0, 0, 0, 0, 0, 0, 0});
-    EXPECT_EQ(CDipFilters::IsOnTheRightOrLeftSideOfTheImage(Bytes(at410), 16, 12, 16, 4, 0.5f), 0);
-    auto at16 = ProbeImage<unsigned short>({0, 0, 0, 0, 0, 0, 6553, 6554});
-    EXPECT_EQ(CDipFilters::IsOnTheRightOrLeftSideOfTheImage(Bytes(at16), 16, 16, 16, 4, 0.5f), 1);
-}
-
-TEST(SideDetection, RefusalsGiveMinusOne) {
+TEST(SideDetection, StrictLevelsAndCounts) {
+    struct Case {
+        int bits;
+        std::vector<int> probes;
+        int side;
+    } cases[] = {
+        {8, {26, 0, 0, 0, 25, 25, 25, 25}, 0},  // 25 is not bright, 26 is
+        {8, {25, 25, 0, 0, 0, 0, 0, 26}, 1},
+        {8, {200, 200, 200, 0, 0, 200, 200, 200}, -1},  // 3 against 3
+        {12, {409, 0, 0, 0, 0, 0, 0, 0}, -1},           // level 4096 / 10 = 409
+        {12, {410, 0, 0, 0, 0, 0, 0, 0}, 0},
+        {16, {0, 0, 0, 0, 0, 0, 6553, 6554}, 1},  // level 6553
+    };
+    for (const auto& c : cases) {
+        if (c.bits == 8) {
+            auto image = ProbeImage<unsigned char>(c.probes);
+            EXPECT_EQ(
+                CDipFilters::IsOnTheRightOrLeftSideOfTheImage(image.data(), 8, 8, 16, 4, 0.5f),
+                c.side);
+        } else {
+            auto image = ProbeImage<unsigned short>(c.probes);
+            EXPECT_EQ(CDipFilters::IsOnTheRightOrLeftSideOfTheImage(Bytes(image), 16, c.bits, 16, 4,
+                                                                    0.5f),
+                      c.side);
+        }
+    }
+    // Refusals: 24-bit colour and bit depths outside 8..16.
     std::vector<unsigned char> bright(3 * 16 * 4, 255);
+    for (int bits : {7, 17})
+        EXPECT_EQ(
+            CDipFilters::IsOnTheRightOrLeftSideOfTheImage(bright.data(), 8, bits, 16, 4, 0.5f), -1);
     EXPECT_EQ(CDipFilters::IsOnTheRightOrLeftSideOfTheImage(bright.data(), 24, 8, 16, 4, 0.5f), -1);
-    auto left = ProbeImage<unsigned char>({200, 0, 0, 0, 0, 0, 0, 0});
-    EXPECT_EQ(CDipFilters::IsOnTheRightOrLeftSideOfTheImage(left.data(), 8, 7, 16, 4, 0.5f), -1);
-    EXPECT_EQ(CDipFilters::IsOnTheRightOrLeftSideOfTheImage(left.data(), 8, 17, 16, 4, 0.5f), -1);
 }
 
 TEST(SideDetection, NarrowImageProbesColumnMinusOne) {
-    // Width 4: the probes sit at columns -1, 0, 0, 1 | 1, 2, 2, 3. Column -1
-    // is the last sample of the row before; on the top row that index lies
-    // before the buffer and counts as not bright.
-    std::vector<unsigned char> image = {0, 0, 0, 200,  // row 0
-                                        0, 0, 0, 0};   // row 1
-    // Row 1: column -1 reads row 0's last sample: one bright probe on the left.
-    EXPECT_EQ(zetdip::detail::DetectSide(image.data(), 4, 2, 0.5f, 25), 0);
-    // Row 0: only column 3 (right half) is bright.
-    EXPECT_EQ(zetdip::detail::DetectSide(image.data(), 4, 2, 0.0f, 25), 1);
-    // An empty image decides nothing.
+    // Width 4: probes at columns -1, 0, 0, 1 | 1, 2, 2, 3. Column -1 is the last
+    // sample of the row before; on the top row it lies before the buffer and is not bright.
+    std::vector<unsigned char> image = {0, 0, 0, 200,                        // row 0
+                                        0, 0, 0, 0};                         // row 1
+    EXPECT_EQ(zetdip::detail::DetectSide(image.data(), 4, 2, 0.5f, 25), 0);  // reads row 0's last
+    EXPECT_EQ(zetdip::detail::DetectSide(image.data(), 4, 2, 0.0f, 25), 1);  // column 3 only
     EXPECT_EQ(zetdip::detail::DetectSide(image.data(), 0, 0, 0.5f, 25), -1);
 }
 
