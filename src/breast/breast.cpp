@@ -60,15 +60,14 @@ bool CDipFilters::CreateMaskOfBreast16Bits(unsigned short* pSrc, unsigned short*
                                                 nRange / 2,
                                                 true,
                                                 true};
-    auto bytes = [](unsigned short* p) { return reinterpret_cast<unsigned char*>(p); };
     auto smooth = [=](unsigned short* pWork) {
-        return ApplyGauss(bytes(pWork), bytes(pWork), 16, nBitsStored, nWidth, nHeight, 10.0f);
+        return ApplyGauss(AsBytes(pWork), AsBytes(pWork), 16, nBitsStored, nWidth, nHeight, 10.0f);
     };
     auto edge = [=](unsigned short* pWork, bool bRight) {
-        return bRight
-                   ? ApplyGradientSWNE(bytes(pWork), bytes(pWork), 16, nBitsStored, nWidth, nHeight)
-                   : ApplyGradientNWSE(bytes(pWork), bytes(pWork), 16, nBitsStored, nWidth,
-                                       nHeight);
+        return bRight ? ApplyGradientSWNE(AsBytes(pWork), AsBytes(pWork), 16, nBitsStored, nWidth,
+                                          nHeight)
+                      : ApplyGradientNWSE(AsBytes(pWork), AsBytes(pWork), 16, nBitsStored, nWidth,
+                                          nHeight);
     };
     return BuildBreastMask(pSrc, pDst, nWidth, nHeight, bBreastOnRight, dPixelSize, depth, smooth,
                            edge);

@@ -51,7 +51,6 @@ bool BuildBreastMask(T* pSrc, T* pDst, int nWidth, int nHeight, bool& bBreastOnR
     auto at = [W](auto* p, long long y, long long x) -> auto& {
         return p[y * W + x];
     };
-    auto bytes = [](T* p) { return reinterpret_cast<unsigned char*>(p); };
 
     // Stage 1: side probe at five rows; the first decided answer counts.
     const float fractions[] = {static_cast<float>(1.0 / 3.0), 0.5f, static_cast<float>(1.0 / 6.0),
@@ -72,7 +71,7 @@ bool BuildBreastMask(T* pSrc, T* pDst, int nWidth, int nHeight, bool& bBreastOnR
     auto pWork = NewScratch<T>(SampleCount(nWidth, nHeight));
     if (!pWork) return false;
     T* pW = pWork.get();
-    if (!CDipThresholding::ApplyThresholding(bytes(pSrc), bytes(pW), depth.nBitsPerPixel,
+    if (!CDipThresholding::ApplyThresholding(AsBytes(pSrc), AsBytes(pW), depth.nBitsPerPixel,
                                              depth.nBitsStored, nWidth, nHeight, depth.nBackground))
         return false;
 
@@ -80,7 +79,7 @@ bool BuildBreastMask(T* pSrc, T* pDst, int nWidth, int nHeight, bool& bBreastOnR
     if (!smooth(pW)) return false;
     const BreastMaskBounds b = MakeBreastMaskBounds(nWidth, nHeight, dPixelSize);
     if (!edgeImage(pW, bRight)) return false;
-    if (!CDipThresholding::ApplyThresholding(bytes(pW), bytes(pW), depth.nBitsPerPixel,
+    if (!CDipThresholding::ApplyThresholding(AsBytes(pW), AsBytes(pW), depth.nBitsPerPixel,
                                              depth.nBitsStored, nWidth, nHeight,
                                              depth.nEdgeThreshold))
         return false;
@@ -145,10 +144,12 @@ bool BuildBreastMask(T* pSrc, T* pDst, int nWidth, int nHeight, bool& bBreastOnR
     {
         auto pErode = NewScratch<T>(SampleCount(nWidth, nHeight));
         if (!pErode) return false;
-        if (!CDipMorphMath::ApplyErosionLine(bytes(pDst), bytes(pErode.get()), depth.nBitsPerPixel,
-                                             depth.nBitsStored, nWidth, nHeight) ||
-            !CDipMorphMath::ApplyErosionLine(bytes(pErode.get()), bytes(pDst), depth.nBitsPerPixel,
-                                             depth.nBitsStored, nWidth, nHeight))
+        if (!CDipMorphMath::ApplyErosionLine(AsBytes(pDst), AsBytes(pErode.get()),
+                                             depth.nBitsPerPixel, depth.nBitsStored, nWidth,
+                                             nHeight) ||
+            !CDipMorphMath::ApplyErosionLine(AsBytes(pErode.get()), AsBytes(pDst),
+                                             depth.nBitsPerPixel, depth.nBitsStored, nWidth,
+                                             nHeight))
             return false;
     }
 

@@ -36,7 +36,6 @@ inline int PectoralThreshold(int v, const PectoralDepth& d) {
 template <class T>
 bool RemovePectoralMuscle(T* pSrc, T* pMask, int nWidth, int nHeight, bool bBreastOnRight,
                           double dPixelSize, const PectoralDepth& d) {
-    auto bytes = [](T* p) { return reinterpret_cast<unsigned char*>(p); };
     const long long W = nWidth > 0 ? nWidth : 0, H = nHeight > 0 ? nHeight : 0;
     const int nStartOffset = TruncToInt(5.0 / dPixelSize);
     const int nMinRun = TruncToInt(3.0 / dPixelSize);
@@ -55,12 +54,12 @@ bool RemovePectoralMuscle(T* pSrc, T* pMask, int nWidth, int nHeight, bool bBrea
 
     // The opening's result is taken as it comes: the 8-bit opening reports
     // false after a successful run, so the 8-bit removal ends here, as intended.
-    if (!CDipEnhancement::ApplyStretching(bytes(pSrc), bytes(pM), d.nBitsPerPixel, d.nBitsStored,
-                                          nWidth, nHeight, nDark, d.nFullP1) ||
-        !CDipThresholding::ApplyThresholding(bytes(pM), bytes(pM), d.nBitsPerPixel, d.nBitsStored,
-                                             nWidth, nHeight, nThreshold) ||
-        !CDipMorphMath::ApplyOpening(bytes(pM), bytes(pM), d.nBitsPerPixel, d.nBitsStored, nWidth,
-                                     nHeight))
+    if (!CDipEnhancement::ApplyStretching(AsBytes(pSrc), AsBytes(pM), d.nBitsPerPixel,
+                                          d.nBitsStored, nWidth, nHeight, nDark, d.nFullP1) ||
+        !CDipThresholding::ApplyThresholding(AsBytes(pM), AsBytes(pM), d.nBitsPerPixel,
+                                             d.nBitsStored, nWidth, nHeight, nThreshold) ||
+        !CDipMorphMath::ApplyOpening(AsBytes(pM), AsBytes(pM), d.nBitsPerPixel, d.nBitsStored,
+                                     nWidth, nHeight))
         return false;
 
     // Clear the muscle run from the chest-wall edge, row by row upward, while

@@ -22,11 +22,6 @@ struct LineSearchDepth {
     bool bClearsDstWhenGated;  // 16-bit: a refused gate leaves pDst all 0
 };
 
-template <class T>
-unsigned char* AsBytes(T* p) {
-    return reinterpret_cast<unsigned char*>(p);
-}
-
 // North-south search: gradient, three means, gate on the smoothed level,
 // contrast manipulation, threshold at half the level, line erosions until
 // the level repeats, four dilatations. The results of the called operations

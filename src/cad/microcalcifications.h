@@ -177,9 +177,8 @@ template <class T>
 void StretchForSearch(const T* pSrc, T* pStretched, int nBitsStored, int nWidth, int nHeight) {
     const int nBitsPerPixel = sizeof(T) == 1 ? 8 : 16;
     const int nFull = PowerOfTwo(nBitsStored);
-    CDipEnhancement::ApplyStretching(reinterpret_cast<unsigned char*>(const_cast<T*>(pSrc)),
-                                     reinterpret_cast<unsigned char*>(pStretched), nBitsPerPixel,
-                                     nBitsStored, nWidth, nHeight, nFull / 2,
+    CDipEnhancement::ApplyStretching(AsBytes(const_cast<T*>(pSrc)), AsBytes(pStretched),
+                                     nBitsPerPixel, nBitsStored, nWidth, nHeight, nFull / 2,
                                      TruncToInt(nFull / 1.41));
 }
 

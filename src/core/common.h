@@ -35,6 +35,12 @@ inline const unsigned short* AsWords(const unsigned char* p) {
     return reinterpret_cast<const unsigned short*>(p);
 }
 
+// Any image seen through the unsigned char* parameters of the public entries.
+template <class T>
+unsigned char* AsBytes(T* p) {
+    return reinterpret_cast<unsigned char*>(p);
+}
+
 // Shifts with the count taken modulo 32, as the processor does.
 inline std::uint32_t Shl32(std::uint32_t v, int nCount) {
     return v << (static_cast<unsigned>(nCount) & 31u);

@@ -53,8 +53,7 @@ void Complement(const T* pSrc, T* pDst, int nCount) {
 template <class T>
 bool ErodeThroughEntry(T* pSrc, T* pDst, int nBitsStored, int nWidth, int nHeight, const int* pSE,
                        int nSEHeight, int nSEWidth, int nSECount) {
-    return CDipMorphMath::ApplyErosionWithSE(reinterpret_cast<unsigned char*>(pSrc),
-                                             reinterpret_cast<unsigned char*>(pDst),
+    return CDipMorphMath::ApplyErosionWithSE(AsBytes(pSrc), AsBytes(pDst),
                                              SetDepth<T>::kBitsPerPixel, nBitsStored, nWidth,
                                              nHeight, pSE, nSEHeight, nSEWidth, nSECount);
 }
