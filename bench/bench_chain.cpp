@@ -37,7 +37,7 @@ int main() {
     options.dPixelSize = 0.05;
     auto m = zetdip::phantom::MakeMammogram(options);
     std::printf("detection chain (%d x %d): %8.1f ms\n", m.nWidth, m.nHeight, BestMs([&] {
-                    zetdip::pipeline::RunDetectionChain(m.image, m.nWidth, m.nHeight, 12, 0.05,
+                    zetdip::host::RunDetectionChain(m.image, m.nWidth, m.nHeight, 12, 0.05,
                                                         false);
                 }));
     return 0;

@@ -4,4 +4,4 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/setup.sh"
 "$root/scripts/build.sh" "$root/build" -DZETDIP_BUILD_TESTS=OFF
-"$root/build/tools/zetdip-cad" "$@"
+"$root/build/apps/zetdip-cad" "$@"

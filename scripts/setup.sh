@@ -3,7 +3,8 @@
 # Idempotent and non-interactive; asks apt only for what is missing.
 set -euo pipefail
 
-packages=(build-essential cmake ninja-build libgtest-dev libgmock-dev git)
+packages=(build-essential cmake ninja-build libgtest-dev libgmock-dev git pkg-config
+          libgdcm-dev libgdcm-tools libpng-dev libtiff-dev nlohmann-json3-dev libcli11-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -2,8 +2,8 @@
 // (side, breast region, pectoral muscle, microcalcification clusters), in the
 // orientation ZetDIP expects: the chest-wall end (axilla, pectoral muscle) at
 // the high row indices, the breast against one vertical edge.
-#ifndef ZETDIP_PHANTOM_H
-#define ZETDIP_PHANTOM_H
+#ifndef ZETDIP_HOST_PHANTOM_H
+#define ZETDIP_HOST_PHANTOM_H
 
 #include <cstdint>
 #include <vector>
@@ -71,4 +71,4 @@ bool WritePgm(const char* pszPath, const std::vector<unsigned char>& image, int 
 
 }  // namespace zetdip::phantom
 
-#endif  // ZETDIP_PHANTOM_H
+#endif  // ZETDIP_HOST_PHANTOM_H

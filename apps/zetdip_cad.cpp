@@ -155,7 +155,7 @@ int main(int argc, char** argv) {
                                                                 : "undecided");
 
     const double nPixels = static_cast<double>(W) * H;
-    auto r = zetdip::pipeline::RunDetectionChain(image, W, H, a.nBits, a.dPixelSize, a.bRight);
+    auto r = zetdip::host::RunDetectionChain(image, W, H, a.nBits, a.dPixelSize, a.bRight);
     std::printf("breast mask: breast on the %s, %lld pixels (%.1f%%)\n",
                 r.bBreastOnRight ? "right" : "left", r.nMaskPixels,
                 100.0 * r.nMaskPixels / nPixels);
@@ -183,7 +183,7 @@ int main(int argc, char** argv) {
     }
     if (a.rawPath.empty()) {
         // A circle marks a planted cluster when its centre lies within 5 mm.
-        auto marks = [&](const zetdip::pipeline::Circle& c, const zetdip::phantom::Cluster& cl) {
+        auto marks = [&](const zetdip::host::Circle& c, const zetdip::phantom::Cluster& cl) {
             return std::hypot(c.x - cl.centre.x, (H - c.y) - cl.centre.y) <= 5.0 / a.dPixelSize;
         };
         int nPlanted = 0, nMarked = 0, nStray = 0;

@@ -3,13 +3,13 @@
 // finest wavelet detail level, false-positive removal with the lines as
 // exclusion image, clustering. 16-bit images (9..16 bits stored), in the
 // library's orientation (chest-wall end of the view at the high rows).
-#ifndef ZETDIP_PIPELINE_DETECTION_CHAIN_H
-#define ZETDIP_PIPELINE_DETECTION_CHAIN_H
+#ifndef ZETDIP_HOST_CHAIN_DETECTION_CHAIN_H
+#define ZETDIP_HOST_CHAIN_DETECTION_CHAIN_H
 
 #include <string>
 #include <vector>
 
-namespace zetdip::pipeline {
+namespace zetdip::host {
 
 struct Circle {
     int x, y;        // centre as stored: column, nHeight - row
@@ -40,6 +40,6 @@ ChainResult RunDetectionChain(std::vector<unsigned short>& image, int nWidth, in
 int NorthSouthGateLevel(std::vector<unsigned short>& image, int nWidth, int nHeight,
                         int nBitsStored);
 
-}  // namespace zetdip::pipeline
+}  // namespace zetdip::host
 
-#endif  // ZETDIP_PIPELINE_DETECTION_CHAIN_H
+#endif  // ZETDIP_HOST_CHAIN_DETECTION_CHAIN_H

@@ -24,7 +24,7 @@ TEST_P(DetectionChain, MarksPlantedClustersAndNothingElse) {
     options.clusterSizes = {6, 5, 8, 3};
     auto m = zetdip::phantom::MakeMammogram(options);
     const int H = m.nHeight;
-    auto r = zetdip::pipeline::RunDetectionChain(m.image, m.nWidth, H, 12, m.dPixelSize, false);
+    auto r = zetdip::host::RunDetectionChain(m.image, m.nWidth, H, 12, m.dPixelSize, false);
     // The north-south search runs only when this level lies in 650.2 .. 731.4.
     std::printf("gate level %d; candidates %lld, kept %lld; circles %zu\n", r.nGateLevel,
                 r.nCandidates, r.nKept, r.circles.size());

@@ -2,7 +2,7 @@
 
 #include <ZetDIP.h>
 
-namespace zetdip::pipeline {
+namespace zetdip::host {
 namespace {
 
 using Image = std::vector<unsigned short>;
@@ -106,4 +106,4 @@ ChainResult RunDetectionChain(Image& image, int W, int H, int nBits, double dPix
     return r;
 }
 
-}  // namespace zetdip::pipeline
+}  // namespace zetdip::host
