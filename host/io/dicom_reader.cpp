@@ -5,6 +5,10 @@
 #include <gdcmImage.h>
 #include <gdcmImageReader.h>
 #include <gdcmItem.h>
+#include <gdcmJPEG2000Codec.h>
+#include <gdcmJPEGCodec.h>
+#include <gdcmJPEGLSCodec.h>
+#include <gdcmSequenceOfFragments.h>
 #include <gdcmSequenceOfItems.h>
 #include <gdcmTransferSyntax.h>
 
@@ -286,6 +290,103 @@ void ToLibraryForm(std::vector<unsigned short>& words, int nWidth, int nHeight, 
     }
 }
 
+// The size and sample precision a codestream declares for itself.
+struct CodestreamSize {
+    unsigned nWidth = 0;
+    unsigned nHeight = 0;
+    unsigned nComponents = 0;
+    unsigned nPrecision = 0;
+};
+
+unsigned Big16(const unsigned char* p) {
+    return (p[0] << 8) | p[1];
+}
+unsigned Big32(const unsigned char* p) {
+    return (Big16(p) << 16) | Big16(p + 2);
+}
+
+// JPEG 2000: the SIZ segment right after the start of the codestream
+// (possibly inside a JP2 wrapper, so it is searched for).
+std::optional<CodestreamSize> Jpeg2000Size(const std::string& s) {
+    const auto* p = reinterpret_cast<const unsigned char*>(s.data());
+    for (std::size_t i = 0; i + 4 <= s.size(); ++i) {
+        if (!(p[i] == 0xFF && p[i + 1] == 0x4F && p[i + 2] == 0xFF && p[i + 3] == 0x51)) continue;
+        const std::size_t q = i + 4;  // Lsiz
+        if (q + 38 + 3 > s.size()) return std::nullopt;
+        CodestreamSize c;
+        const unsigned nX = Big32(p + q + 4), nY = Big32(p + q + 8);
+        const unsigned nX0 = Big32(p + q + 12), nY0 = Big32(p + q + 16);
+        if (nX0 > nX || nY0 > nY) return std::nullopt;
+        c.nWidth = nX - nX0;
+        c.nHeight = nY - nY0;
+        c.nComponents = Big16(p + q + 36);
+        c.nPrecision = (p[q + 38] & 0x7F) + 1u;
+        return c;
+    }
+    return std::nullopt;
+}
+
+// JPEG (all processes) and JPEG-LS: the first start-of-frame segment.
+std::optional<CodestreamSize> JpegSize(const std::string& s) {
+    const auto* p = reinterpret_cast<const unsigned char*>(s.data());
+    std::size_t i = 2;
+    if (s.size() < 4 || p[0] != 0xFF || p[1] != 0xD8) return std::nullopt;
+    while (i + 4 <= s.size()) {
+        if (p[i] != 0xFF) return std::nullopt;
+        const unsigned marker = p[i + 1];
+        if (marker == 0xFF) {  // fill byte
+            ++i;
+            continue;
+        }
+        const unsigned nLength = Big16(p + i + 2);
+        const bool bFrame = (marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 &&
+                             marker != 0xCC) ||
+                            marker == 0xF7;
+        if (bFrame) {
+            if (i + 10 > s.size()) return std::nullopt;
+            CodestreamSize c;
+            c.nPrecision = p[i + 4];
+            c.nHeight = Big16(p + i + 5);
+            c.nWidth = Big16(p + i + 7);
+            c.nComponents = p[i + 9];
+            return c;
+        }
+        i += 2 + nLength;
+    }
+    return std::nullopt;
+}
+
+// GDCM decodes a compressed image into a buffer sized from the header's
+// rows and columns, whatever size the codestream itself has; a codestream
+// larger than the header says would overrun it. The codestream's own size
+// is read first and must agree.
+void CheckCodestream(const std::string& path, const gdcm::Image& gi, int nWidth, int nHeight,
+                     int nAllocated) {
+    const gdcm::TransferSyntax& ts = gi.GetTransferSyntax();
+    const bool bJpeg2000 = gdcm::JPEG2000Codec().CanDecode(ts);
+    const bool bJpeg = gdcm::JPEGCodec().CanDecode(ts) || gdcm::JPEGLSCodec().CanDecode(ts);
+    if (!bJpeg2000 && !bJpeg) return;  // RLE segments carry no size; GDCM checks their lengths
+    const gdcm::SequenceOfFragments* pFragments = gi.GetDataElement().GetSequenceOfFragments();
+    if (!pFragments || pFragments->GetNumberOfFragments() == 0)
+        throw Error(path, "no compressed pixel data");
+    // The headers sit at the start of the first fragment.
+    const gdcm::ByteValue* pFirst = pFragments->GetFragment(0).GetByteValue();
+    if (!pFirst || !pFirst->GetPointer()) throw Error(path, "empty compressed pixel data");
+    const std::string head(pFirst->GetPointer(),
+                           std::min<std::size_t>(pFirst->GetLength(), std::size_t{1} << 20));
+    const std::optional<CodestreamSize> size = bJpeg2000 ? Jpeg2000Size(head) : JpegSize(head);
+    if (!size) throw Error(path, "compressed pixel data has no readable header");
+    const unsigned nBytesNeeded = size->nPrecision > 8 ? 16u : 8u;
+    if (static_cast<int>(size->nWidth) != nWidth || static_cast<int>(size->nHeight) != nHeight ||
+        size->nComponents != 1 || static_cast<int>(nBytesNeeded) > nAllocated)
+        throw Error(path, "compressed pixel data is " + std::to_string(size->nWidth) + " x " +
+                              std::to_string(size->nHeight) + " samples of " +
+                              std::to_string(size->nPrecision) + " bits (" +
+                              std::to_string(size->nComponents) + " per pixel), the header says " +
+                              std::to_string(nWidth) + " x " + std::to_string(nHeight) + " of " +
+                              std::to_string(nAllocated));
+}
+
 Image Decode(const std::string& path, const ReadOptions& options) {
     CheckDicomStructure(path);
     SilenceGdcm();
@@ -340,6 +441,15 @@ Image Decode(const std::string& path, const ReadOptions& options) {
                               "): the stored bits would start below bit 0");
 
     CheckDimensions(path, gi.GetDimension(0), gi.GetDimension(1));
+    // GDCM may take the size from a codestream; the header must say the same.
+    const int nRows = UnsignedOf(ds, gdcm::Tag(0x0028, 0x0010)).value_or(-1);
+    const int nColumns = UnsignedOf(ds, gdcm::Tag(0x0028, 0x0011)).value_or(-1);
+    if (nRows != static_cast<int>(gi.GetDimension(1)) ||
+        nColumns != static_cast<int>(gi.GetDimension(0)))
+        throw Error(path, "the header says " + std::to_string(nColumns) + " x " +
+                              std::to_string(nRows) + " pixels, the pixel data " +
+                              std::to_string(gi.GetDimension(0)) + " x " +
+                              std::to_string(gi.GetDimension(1)));
     image.nWidth = static_cast<int>(gi.GetDimension(0));
     image.nHeight = static_cast<int>(gi.GetDimension(1));
     ReadPixelSize(path, ds, options, image);
@@ -358,21 +468,30 @@ Image Decode(const std::string& path, const ReadOptions& options) {
                               std::to_string(image.nWidth) + " x " + std::to_string(image.nHeight) +
                               " samples of " + std::to_string(nAllocated) + " bits");
     std::vector<char> buffer(nLength);
-    if (nHighBit > nStored - 1) {
-        // GDCM takes the bits above bits stored for unused ones and clears
-        // them while decoding; such files are taken as they are stored,
-        // which needs them uncompressed and little-endian.
-        const gdcm::TransferSyntax& ts = gi.GetTransferSyntax();
-        if (ts.IsEncapsulated() || ts.GetSwapCode() != gdcm::SwapCode::LittleEndian)
+    const gdcm::TransferSyntax& ts = gi.GetTransferSyntax();
+    if (!ts.IsEncapsulated()) {
+        // Uncompressed samples are taken as stored: GDCM's own copy reads
+        // past a pixel data element shorter than the image, and it clears
+        // the bits above a high bit of bits stored - 1, which it assumes.
+        const gdcm::ByteValue* bv = gi.GetDataElement().GetByteValue();
+        const unsigned long nHeld = bv ? static_cast<unsigned long>(bv->GetLength()) : 0ul;
+        // Exactly the samples, and one padding byte to an even length.
+        if (nHeld != nLength && nHeld != nLength + 1)
+            throw Error(path, "pixel data holds " + std::to_string(nHeld) + " bytes, " +
+                                  std::to_string(image.nWidth) + " x " +
+                                  std::to_string(image.nHeight) + " samples of " +
+                                  std::to_string(nAllocated) + " bits need " +
+                                  std::to_string(nLength));
+        std::memcpy(buffer.data(), bv->GetPointer(), nLength);
+    } else {
+        if (nHighBit > nStored - 1)
             throw Error(path, "high bit " + std::to_string(nHighBit) + " above bits stored - 1 (" +
                                   std::to_string(nStored - 1) +
-                                  ") is read from uncompressed little-endian files only");
-        const gdcm::ByteValue* bv = gi.GetDataElement().GetByteValue();
-        if (!bv || bv->GetLength() < nLength) throw Error(path, "pixel data is truncated");
-        std::memcpy(buffer.data(), bv->GetPointer(), nLength);
-    } else if (!gi.GetBuffer(buffer.data())) {
-        throw Error(path,
-                    "pixel data cannot be decoded (transfer syntax " + image.transferSyntax + ")");
+                                  ") is read from uncompressed files only");
+        CheckCodestream(path, gi, image.nWidth, image.nHeight, nAllocated);
+        if (!gi.GetBuffer(buffer.data()))
+            throw Error(path, "pixel data cannot be decoded (transfer syntax " +
+                                  image.transferSyntax + ")");
     }
 
     // One pipeline for both allocations: the samples go through 16-bit
@@ -381,7 +500,7 @@ Image Decode(const std::string& path, const ReadOptions& options) {
     if (nAllocated == 8) {
         for (std::size_t i = 0; i < nCount; ++i) words[i] = static_cast<unsigned char>(buffer[i]);
     } else {
-        std::memcpy(words.data(), buffer.data(), nLength);  // GDCM decodes to native order
+        std::memcpy(words.data(), buffer.data(), nLength);
     }
     buffer.clear();
     buffer.shrink_to_fit();

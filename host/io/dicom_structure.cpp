@@ -94,7 +94,8 @@ private:
         return (U16(t, bBig) << 16) | U16(t + 2, bBig);
     }
 
-    // One element at the current position, with its value; returns its tag.
+    // One element at the current position; in the meta information its
+    // value is kept in *pValue.
     void Element(int nDepth, std::string* pValue) {
         if (nDepth > kMaxDepth) Fail("sequences nested too deeply");
         const bool bMeta = pValue != nullptr;  // meta information is always little endian
@@ -103,14 +104,14 @@ private:
         lastTag_ = tag;
         if (tag == kItem || tag == kItemEnd || tag == kSequenceEnd) Fail("item outside a sequence");
         std::uint32_t nLength = 0;
-        bool bSequence = false;
+        bool bUnknown = false;
         if (bExplicit_ || bMeta) {
             unsigned char vr[2];
             Get(vr, 2);
             if (vr[0] < 'A' || vr[0] > 'Z' || vr[1] < 'A' || vr[1] > 'Z')
                 Fail("no value representation");
             const std::string v(reinterpret_cast<char*>(vr), 2);
-            bSequence = v == "SQ";
+            bUnknown = v == "UN";
             if (v == "OB" || v == "OD" || v == "OF" || v == "OL" || v == "OV" || v == "OW" ||
                 v == "SQ" || v == "SV" || v == "UC" || v == "UN" || v == "UR" || v == "UT" ||
                 v == "UV") {
@@ -138,9 +139,12 @@ private:
             return;
         }
         // Undefined length: a sequence, encapsulated pixel data or an
-        // implicit sequence; all of them are items up to a delimiter.
-        (void)bSequence;
+        // implicit sequence; all of them are items up to a delimiter. The
+        // items of an element of unknown VR are coded implicit VR.
+        const bool bWasExplicit = bExplicit_;
+        if (bUnknown) bExplicit_ = false;
         Items(nDepth, bBig);
+        bExplicit_ = bWasExplicit;
     }
 
     void Items(int nDepth, bool bBig) {

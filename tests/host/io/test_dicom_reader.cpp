@@ -444,6 +444,35 @@ TEST(DicomRefusals, truncated_and_corrupt_files) {
     EXPECT_THROW(ReadImage(path, ReadOptions{}), Error);
 }
 
+// Rows rewritten in the file after writing, so that the header and the
+// pixel data disagree (explicit little endian: tag, "US", length 2, value).
+void PatchRows(const std::string& path, unsigned nOld, unsigned nNew) {
+    std::string bytes = Contents(path);
+    std::string rows("\x28\x00\x10\x00US\x02\x00", 8);
+    rows += static_cast<char>(nOld & 0xFF);
+    rows += static_cast<char>(nOld >> 8);
+    const std::size_t at = bytes.find(rows);
+    ASSERT_NE(at, std::string::npos);
+    bytes[at + 8] = static_cast<char>(nNew & 0xFF);
+    bytes[at + 9] = static_cast<char>(nNew >> 8);
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+TEST(DicomRefusals, header_size_disagreeing_with_the_pixel_data) {
+    TempDir dir;
+    const auto& m = Small();
+    for (const char* ts : {kExplicitLittle, kJpegLossless, kJpegLs, kJpeg2000Lossless}) {
+        for (unsigned nRows : {89u, 91u, 4000u}) {
+            DicomFixture f = Store(m.image, m.nWidth, m.nHeight, {12, 11, false, false});
+            f.transferSyntaxUid = ts;
+            const std::string path = dir.Path("patched.dcm");
+            WriteDicom(path, f);
+            PatchRows(path, 90, nRows);
+            EXPECT_THROW(ReadImage(path, ReadOptions{}), Error) << ts << " rows " << nRows;
+        }
+    }
+}
+
 // ---- real files -------------------------------------------------------------------
 
 #ifdef ZETDIP_SHARED_DATA
