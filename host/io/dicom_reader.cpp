@@ -467,7 +467,12 @@ Image Decode(const std::string& path, const ReadOptions& options) {
         throw Error(path, "pixel data of " + std::to_string(nLength) + " bytes does not match " +
                               std::to_string(image.nWidth) + " x " + std::to_string(image.nHeight) +
                               " samples of " + std::to_string(nAllocated) + " bits");
-    std::vector<char> buffer(nLength);
+    // One pipeline for both allocations: the samples go through 16-bit
+    // words (decoded straight into them when 16 bits are allocated) and
+    // come back as bytes when at most 8 bits are stored.
+    std::vector<unsigned short> words(nCount);
+    std::vector<char> bytes(nAllocated == 8 ? nLength : 0);
+    char* pDecoded = nAllocated == 8 ? bytes.data() : reinterpret_cast<char*>(words.data());
     const gdcm::TransferSyntax& ts = gi.GetTransferSyntax();
     if (!ts.IsEncapsulated()) {
         // Uncompressed samples are taken as stored: GDCM's own copy reads
@@ -482,28 +487,22 @@ Image Decode(const std::string& path, const ReadOptions& options) {
                                   std::to_string(image.nHeight) + " samples of " +
                                   std::to_string(nAllocated) + " bits need " +
                                   std::to_string(nLength));
-        std::memcpy(buffer.data(), bv->GetPointer(), nLength);
+        std::memcpy(pDecoded, bv->GetPointer(), nLength);
     } else {
         if (nHighBit > nStored - 1)
             throw Error(path, "high bit " + std::to_string(nHighBit) + " above bits stored - 1 (" +
                                   std::to_string(nStored - 1) +
                                   ") is read from uncompressed files only");
         CheckCodestream(path, gi, image.nWidth, image.nHeight, nAllocated);
-        if (!gi.GetBuffer(buffer.data()))
+        if (!gi.GetBuffer(pDecoded))
             throw Error(path, "pixel data cannot be decoded (transfer syntax " +
                                   image.transferSyntax + ")");
     }
 
-    // One pipeline for both allocations: the samples go through 16-bit
-    // words and come back as bytes when at most 8 bits are stored.
-    std::vector<unsigned short> words(nCount);
     if (nAllocated == 8) {
-        for (std::size_t i = 0; i < nCount; ++i) words[i] = static_cast<unsigned char>(buffer[i]);
-    } else {
-        std::memcpy(words.data(), buffer.data(), nLength);
+        for (std::size_t i = 0; i < nCount; ++i) words[i] = static_cast<unsigned char>(bytes[i]);
+        bytes = std::vector<char>();
     }
-    buffer.clear();
-    buffer.shrink_to_fit();
     ToLibraryForm(words, image.nWidth, image.nHeight, nStored, nHighBit, bSigned, rescale,
                   bMonochrome1, image);
     if (nStored <= 8) {
