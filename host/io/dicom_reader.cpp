@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -69,12 +70,15 @@ std::vector<std::string> Values(const std::string& s) {
     return values;
 }
 
-// A decimal string as a finite double; nullopt if it is not one.
+// A decimal string as a finite double; nullopt if it is not one. Parsed
+// independently of the locale, which may use a decimal comma.
 std::optional<double> Number(const std::string& s) {
-    if (s.empty()) return std::nullopt;
-    char* pEnd = nullptr;
-    const double d = std::strtod(s.c_str(), &pEnd);
-    if (pEnd != s.c_str() + s.size() || !std::isfinite(d)) return std::nullopt;
+    const char* p = s.data();
+    const char* pEnd = s.data() + s.size();
+    if (p != pEnd && *p == '+') ++p;
+    double d = 0.0;
+    const auto [pStop, ec] = std::from_chars(p, pEnd, d);
+    if (p == pEnd || ec != std::errc() || pStop != pEnd || !std::isfinite(d)) return std::nullopt;
     return d;
 }
 
