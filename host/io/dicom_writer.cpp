@@ -207,6 +207,11 @@ void WriteFixture(const std::string& path, const DicomFixture& f) {
         path);
 
     io::WriteThroughTemporary(path, [&](const std::string& tmp) {
+        // GDCM stops the program when it cannot open its output file, so
+        // the file is created here first.
+        std::FILE* pProbe = std::fopen(tmp.c_str(), "wb");
+        if (!pProbe) throw Error(path, io::ErrnoText(errno));
+        std::fclose(pProbe);
         writer.SetFileName(tmp.c_str());
         errno = 0;
         if (!writer.Write())

@@ -476,6 +476,33 @@ TEST(DicomRefusals, header_size_disagreeing_with_the_pixel_data) {
     }
 }
 
+TEST(DicomWriter, refuses_what_it_cannot_write_and_leaves_nothing_behind) {
+    TempDir dir;
+    const std::string path = dir.Path("w.dcm");
+    DicomFixture f = Plain({1, 2, 3}, 3, 1);
+    f.transferSyntaxUid = "1.2.3.4";
+    ExpectError([&] { WriteDicom(path, f); }, path, "unknown transfer syntax 1.2.3.4");
+    f.transferSyntaxUid = kJpeg2000Lossless;
+    ExpectError([&] { WriteDicom(path, f); }, path, "smaller than 16 x 16");
+    f.transferSyntaxUid.clear();
+    f.attributes.emplace_back("PatientName", "x");
+    ExpectError([&] { WriteDicom(path, f); }, path, "cannot write DICOM attribute PatientName");
+    f = Plain({1, 2, 3}, 2, 2);
+    ExpectError([&] { WriteDicom(path, f); }, path, "has 3 samples, its size needs 4");
+    DicomFixture odd;
+    odd.nWidth = 3;
+    odd.nHeight = 1;
+    odd.nBitsAllocated = 8;
+    odd.nBitsStored = 8;
+    odd.nHighBit = 7;
+    odd.bytes = {1, 2, 3};
+    odd.transferSyntaxUid = kRle;
+    ExpectError([&] { WriteDicom(path, odd); }, path, "odd number of 8-bit samples");
+    EXPECT_TRUE(dir.Files().empty());
+    ExpectError([&] { WriteDicom(dir.Path("none/w.dcm"), Plain({1}, 1, 1)); },
+                dir.Path("none/w.dcm"), "No such file or directory");
+}
+
 // ---- real files -------------------------------------------------------------------
 
 #ifdef ZETDIP_SHARED_DATA
