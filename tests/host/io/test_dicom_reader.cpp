@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -501,6 +502,40 @@ TEST(DicomWriter, refuses_what_it_cannot_write_and_leaves_nothing_behind) {
     EXPECT_TRUE(dir.Files().empty());
     ExpectError([&] { WriteDicom(dir.Path("none/w.dcm"), Plain({1}, 1, 1)); },
                 dir.Path("none/w.dcm"), "No such file or directory");
+}
+
+// GDCM stops the process on some malformed files; whatever bytes are
+// changed, reading ends in an image or an Error, and the tests go on.
+TEST(DicomRefusals, corrupt_bytes_never_stop_the_program) {
+    TempDir dir;
+    const auto& m = Small();
+    std::mt19937 rng(7);
+    for (const char* ts : {kExplicitLittle, kJpegLossless, kJpeg2000Lossless, kRle}) {
+        DicomFixture f = Store(m.image, m.nWidth, m.nHeight, {12, 11, false, false});
+        f.transferSyntaxUid = ts;
+        f.viewCodeValue = "R-10226";
+        f.viewCodeMeaning = "medio-lateral oblique";
+        const std::string path = dir.Path("good.dcm");
+        WriteDicom(path, f);
+        const std::string whole = Contents(path);
+        int nImages = 0, nErrors = 0;
+        for (int k = 0; k < 40; ++k) {
+            std::string bytes = whole;
+            for (int j = 0; j < 3; ++j)
+                bytes[128 + rng() % (bytes.size() - 128)] = static_cast<char>(rng());
+            const std::string bad = dir.Write("bad.dcm", bytes);
+            try {
+                const Image image = ReadImage(bad, ReadOptions{});
+                EXPECT_EQ(image.PixelCount(),
+                          image.Is8Bit() ? image.bytes.size() : image.words.size());
+                ++nImages;
+            } catch (const Error& e) {
+                EXPECT_EQ(e.File(), bad);
+                ++nErrors;
+            }
+        }
+        EXPECT_EQ(nImages + nErrors, 40) << ts;
+    }
 }
 
 // ---- real files -------------------------------------------------------------------
