@@ -567,7 +567,7 @@ private:
 
 class PipeReader {
 public:
-    PipeReader(int fd, const std::string& path) : fd_(fd), path_(path) {}
+    explicit PipeReader(int fd) : fd_(fd) {}
     void Bytes(void* p, std::size_t n) {
         auto* q = static_cast<char*>(p);
         while (n > 0) {
@@ -606,7 +606,6 @@ public:
 
 private:
     int fd_;
-    const std::string& path_;
 };
 
 bool SendImage(PipeWriter& w, const Image& image) {
@@ -696,7 +695,7 @@ Image DecodeApart(const std::string& path, const ReadOptions& options) {
     std::optional<Image> image;
     std::string cause;
     try {
-        PipeReader r(fds[0], path);
+        PipeReader r(fds[0]);
         const char kind = r.Value<char>();
         if (kind == 'I')
             image = ReceiveImage(r, path);
