@@ -222,6 +222,14 @@ TEST(DicomGreyLevels, eight_bits_allocated_gives_an_8bit_image) {
         EXPECT_EQ(image.bytes, (std::vector<unsigned char>{255, 245, 0, 127})) << ts;
         EXPECT_TRUE(image.words.empty());
     }
+    // Eight bits stored in 16-bit words make an 8-bit image too.
+    DicomFixture wide = Plain({0x0100, 0x00FF, 0x8012, 7}, 2, 2);
+    wide.nBitsStored = 8;
+    wide.nHighBit = 7;
+    WriteDicom(path, wide);
+    const Image image = ReadImage(path, ReadOptions{});
+    EXPECT_TRUE(image.Is8Bit());
+    EXPECT_EQ(image.bytes, (std::vector<unsigned char>{0, 255, 0x12, 7}));
 }
 
 // ---- facts ------------------------------------------------------------------------
