@@ -215,7 +215,8 @@ int main(int argc, char** argv) {
         if (argc <= 1) return RunDefault();
         CLI::App app{
             "zetdip-cad: clusters of microcalcifications in mammograms.\n"
-            "Without arguments: runs on a synthetic mammogram and writes ./zetdip-out/."};
+            "Without arguments: runs on a synthetic mammogram and writes ./zetdip-out/.",
+            "zetdip-cad"};
         app.set_version_flag("--version", std::string("zetdip-cad ") + ZETDIP_VERSION);
         app.require_subcommand(1);
         DetectArgs detect;
