@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <new>
 #include <string>
 #include <vector>
@@ -200,7 +201,8 @@ int RunDefault() {
             return 1;
         }
         std::printf("%s\n", Summary(r).c_str());
-        std::printf("picture: %s\n", r.picturePaths.front().c_str());
+        std::printf("picture: %s\n",
+                    std::filesystem::absolute(r.picturePaths.front()).lexically_normal().c_str());
         return 0;
     } catch (const Error& e) {
         Fail(e.what());
