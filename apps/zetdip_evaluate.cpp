@@ -7,7 +7,9 @@
 //   zetdip-evaluate --dir ../shared/data/mias --truth calc_truth.csv
 //       --normals normals.txt --pixel-size 0.2 [--svg froc.svg]
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <set>
@@ -78,8 +80,8 @@ std::string Stem(const std::string& name) {
 int main(int argc, char** argv) {
     CLI::App app{"Detection rate of the microcalcification chain on images with known clusters"};
     std::string dir, truthPath, normalsPath, svgPath;
-    double dPixelSize = 0.2, dDefault = 5.0;
-    std::vector<double> thresholds = {3.5, 4.0, 4.5, 5.0, 5.5, 6.0, 7.0, 8.0};
+    double dPixelSize = 0.2, dDefault = 4.2;
+    std::vector<double> thresholds = {3.6, 3.8, 4.0, 4.1, 4.2, 4.3, 4.5, 5.0, 5.5, 6.0};
     app.add_option("--dir", dir, "folder of the images (binary PGM)")
         ->required()
         ->check(CLI::ExistingDirectory);
@@ -157,6 +159,9 @@ int main(int argc, char** argv) {
                     for (const auto& w : prepared.warnings)
                         if (w.rfind("cropped", 0) != 0 && w.rfind("chest-wall end taken", 0) != 0)
                             warnings += w + "; ";
+                    if (std::getenv("ZETDIP_EVAL_DEBUG"))
+                        std::printf("         too large %lld, elongated %lld\n", r.counts.nTooLarge,
+                                    r.counts.nElongated);
                     std::printf("%-8s %5d %5d %6d %6lld %7lld %5.1f %5.1f  %s%s\n", name.c_str(),
                                 s.nClusters, s.nFound, s.nFalse, r.counts.nPeaks,
                                 r.counts.nCandidates, thresholds[k],
@@ -164,6 +169,21 @@ int main(int argc, char** argv) {
                                     double(std::max(1LL, prepared.nMaskPixels)),
                                 prepared.bFlipped ? "" : "[chest wall at bottom] ",
                                 warnings.c_str());
+                    if (std::getenv("ZETDIP_EVAL_DEBUG")) {
+                        const CandidateImages low =
+                            SelectCandidates(response, 2.0, prepared.nBitsStored);
+                        for (const auto& t : mine) {
+                            std::printf("         truth (%.0f, %.0f) r %.0f z:", t.x, t.y,
+                                        t.dRadius);
+                            for (const auto& c : low.candidates) {
+                                double fx = 0, fy = 0;
+                                WorkingToFile(prepared, c.x, c.y, fx, fy);
+                                if (std::hypot(fx - t.x, fy - t.y) <= t.dRadius)
+                                    std::printf(" %.1f", c.z);
+                            }
+                            std::printf("\n");
+                        }
+                    }
                     for (const auto& m : r.marks)
                         std::printf("         mark (%.0f, %.0f) r %.0f\n", m.x, m.y, m.dRadius);
                 }

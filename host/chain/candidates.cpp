@@ -11,7 +11,7 @@ namespace {
 // 0.1 mm, the large one is the local background a spot of up to 1 mm stands
 // out from.
 constexpr double kInnerSigmaMm = 0.1;
-constexpr double kOuterSigmaMm = 0.6;
+constexpr double kOuterSigmaMm = 0.5;
 // Below this many pixels a Gaussian is no smoothing at all.
 constexpr double kMinSigmaPx = 0.6;
 // Tiles over which the noise of the band is measured.
@@ -260,6 +260,7 @@ CandidateImages SelectCandidates(const CandidateResponse& r, double dThreshold, 
             // the box; touching the box's edge means wider than a
             // microcalcification.
             std::fill(region.begin(), region.end(), 0);
+            const double dRegion = kRegionFraction * static_cast<double>(zc);
             const int B = 2 * nHalf + 1;
             bool bTooLarge = false;
             double sx = 0, sy = 0, sxx = 0, syy = 0, sxy = 0;
@@ -285,8 +286,7 @@ CandidateImages SelectCandidates(const CandidateResponse& r, double dThreshold, 
                         const int ix = x - nHalf + nbx, iy = y - nHalf + nby;
                         if (ix < 0 || iy < 0 || ix >= W || iy >= H) continue;
                         const std::size_t kb = static_cast<std::size_t>(nby) * B + nbx;
-                        if (region[kb] ||
-                            !(r.z[static_cast<std::size_t>(iy) * W + ix] >= dSaturation))
+                        if (region[kb] || !(r.z[static_cast<std::size_t>(iy) * W + ix] >= dRegion))
                             continue;
                         region[kb] = 1;
                         stack.push_back(static_cast<int>(kb));

@@ -56,6 +56,10 @@ struct CandidateImages {
     CandidateCounts counts;
 };
 
+// Operating point chosen on the development set of digitised films: the
+// most clusters found at well under one false cluster per image.
+constexpr double kDefaultCandidateThreshold = 4.2;
+
 // Band-pass answer in noise multiples of a 16-bit working image (nBitsStored
 // significant bits, dPixelSize mm per pixel). pMask (non-zero inside, may be
 // null for the whole image) limits where candidates may sit; the answer near

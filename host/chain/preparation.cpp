@@ -190,15 +190,49 @@ BreastMask MakeBreastMask(const unsigned short* p, int W, int H, int nBits) {
             nRight += m.mask[At(W - 1 - x, y, W)] != 0;
         }
     m.bBreastOnRight = nRight > nLeft;
-    // Chest-wall end: the end where the breast stays wider.
-    const int nBand = std::max(1, H / 10);
+    // Per row, only the run that starts nearest the chest wall is breast:
+    // a label or marker joined to the breast through a bright film edge
+    // elsewhere still lies beyond a gap of background in its own rows.
+    for (int y = 0; y < H; ++y) {
+        bool bInRun = false, bRunDone = false;
+        for (int k = 0; k < W; ++k) {
+            const int x = m.bBreastOnRight ? W - 1 - k : k;
+            unsigned short& v = m.mask[At(x, y, W)];
+            if (v && !bRunDone) {
+                bInRun = true;
+            } else if (!v && bInRun) {
+                bRunDone = true;
+            } else if (v && bRunDone) {
+                v = 0;
+                --m.nPixels;
+            }
+        }
+    }
+    // Chest-wall end of an MLO view: the end whose chest-wall corner is
+    // brighter (the pectoral muscle); when a corner holds no breast, the end
+    // where the breast stays wider (the axilla reaches the image's edge).
+    const int nBand = std::max(1, H / 5), nDepth = std::max(1, W / 3);
+    double dTop = 0.0, dBottom = 0.0;
     long long nTop = 0, nBottom = 0;
     for (int y = 0; y < nBand; ++y)
-        for (int x = 0; x < W; ++x) {
-            nTop += m.mask[At(x, y, W)] != 0;
-            nBottom += m.mask[At(x, H - 1 - y, W)] != 0;
+        for (int k = 0; k < nDepth; ++k) {
+            const int x = m.bBreastOnRight ? W - 1 - k : k;
+            if (m.mask[At(x, y, W)]) {
+                dTop += p[At(x, y, W)];
+                ++nTop;
+            }
+            if (m.mask[At(x, H - 1 - y, W)]) {
+                dBottom += p[At(x, H - 1 - y, W)];
+                ++nBottom;
+            }
         }
-    m.bChestWallAtTop = nTop > nBottom;
+    if (nTop > 0 && nBottom > 0) {
+        m.bChestWallAtTop =
+            dTop / static_cast<double>(nTop) > dBottom / static_cast<double>(nBottom);
+    } else {
+        m.bChestWallAtTop = nTop > nBottom;
+        m.warnings.push_back("a chest-wall corner holds no breast; chest-wall end from its width");
+    }
 
     if (m.nPixels < static_cast<long long>(n / 20))
         m.warnings.push_back("the breast covers only " + std::to_string(100 * m.nPixels / n) +

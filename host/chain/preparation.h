@@ -47,9 +47,9 @@ struct BreastMask {
 
 // The breast as the largest connected region above the background level,
 // its holes filled: labels, markers and scanner streaks that do not touch
-// it stay out. Side: the vertical edge the region touches more; chest-wall
-// end: the end of the rows where the region stays wider (an MLO view's
-// axilla reaches the image edge, its nipple end rounds off before it).
+// it stay out, and in each row only the run nearest the chest wall is kept.
+// Side: the vertical edge the region touches more; chest-wall end of an MLO
+// view: the end whose chest-wall corner is brighter (the pectoral muscle).
 BreastMask MakeBreastMask(const unsigned short* pImage, int nWidth, int nHeight, int nBitsStored);
 
 // Clears from the mask the pectoral muscle of an MLO view when the
