@@ -31,7 +31,7 @@ PreparedImage PrepareImage(const unsigned short* pImage, int W, int H, int nBits
     p.nWidth = p.crop.nWidth;
     p.nHeight = p.crop.nHeight;
 
-    BreastMask m = MakeBreastMask(p.image.data(), p.nWidth, p.nHeight, nBits);
+    BreastMask m = MakeBreastMask(p.image.data(), p.nWidth, p.nHeight, nBits, dPixelSize);
     p.bBreastOnRight = m.bBreastOnRight;
     p.nBackground = m.nBackground;
     for (auto& w : m.warnings) p.warnings.push_back(w);

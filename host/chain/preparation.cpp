@@ -1,6 +1,7 @@
 #include "preparation.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 
@@ -68,6 +69,45 @@ long long Grow(std::vector<unsigned char>& region, int W, int H, std::vector<std
     return n;
 }
 
+// Half side of the square that opens the region above the background level.
+constexpr double kOpeningMm = 2.0;
+
+// Summed-area table of a 0/1 image, (W + 1) x (H + 1).
+std::vector<std::int64_t> Sums(const std::vector<unsigned char>& v, int W, int H) {
+    std::vector<std::int64_t> sat(static_cast<std::size_t>(W + 1) * (H + 1), 0);
+    for (int y = 0; y < H; ++y)
+        for (int x = 0; x < W; ++x)
+            sat[At(x + 1, y + 1, W + 1)] = v[At(x, y, W)] + sat[At(x + 1, y, W + 1)] +
+                                           sat[At(x, y + 1, W + 1)] - sat[At(x, y, W + 1)];
+    return sat;
+}
+
+std::int64_t BoxSum(const std::vector<std::int64_t>& sat, int W, int H, int x, int y, int r) {
+    const int x0 = std::max(0, x - r), y0 = std::max(0, y - r);
+    const int x1 = std::min(W, x + r + 1), y1 = std::min(H, y + r + 1);
+    return sat[At(x1, y1, W + 1)] - sat[At(x0, y1, W + 1)] - sat[At(x1, y0, W + 1)] +
+           sat[At(x0, y0, W + 1)];
+}
+
+// Opening of {p > nLevel} by a square of half side r. Beyond the image's
+// edge counts as outside, so that a frame edge along it falls away too; a
+// region wider than the square that touches the edge still reaches it
+// after the dilation.
+std::vector<unsigned char> Open(const unsigned short* p, unsigned short nLevel, int W, int H,
+                                int r) {
+    const std::size_t n = static_cast<std::size_t>(W) * static_cast<std::size_t>(H);
+    std::vector<unsigned char> above(n), eroded(n), out(n);
+    for (std::size_t i = 0; i < n; ++i) above[i] = p[i] > nLevel;
+    const auto satAbove = Sums(above, W, H);
+    const std::int64_t nFull = static_cast<std::int64_t>(2 * r + 1) * (2 * r + 1);
+    for (int y = 0; y < H; ++y)
+        for (int x = 0; x < W; ++x) eroded[At(x, y, W)] = BoxSum(satAbove, W, H, x, y, r) == nFull;
+    const auto satEroded = Sums(eroded, W, H);
+    for (int y = 0; y < H; ++y)
+        for (int x = 0; x < W; ++x) out[At(x, y, W)] = BoxSum(satEroded, W, H, x, y, r) > 0;
+    return out;
+}
+
 }  // namespace
 
 Rect FindZeroPadding(const unsigned short* p, int W, int H, int nBits) {
@@ -109,6 +149,8 @@ int BackgroundLevel(const unsigned short* p, int W, int H, int nBits) {
     const std::size_t n = static_cast<std::size_t>(W) * static_cast<std::size_t>(H);
     const unsigned nMax = (1u << nBits) - 1u;
     for (std::size_t i = 0; i < n; ++i) ++histo[std::min<unsigned>(p[i], nMax)];
+    // Zeros are padding or markers, not the background of the film.
+    histo[0] = 0;
     const int nSplit = SplitLevel(histo);
     int nMode = 0;
     for (int v = 1; v <= nSplit; ++v)
@@ -116,7 +158,7 @@ int BackgroundLevel(const unsigned short* p, int W, int H, int nBits) {
     return (nMode + nSplit) / 2;
 }
 
-BreastMask MakeBreastMask(const unsigned short* p, int W, int H, int nBits) {
+BreastMask MakeBreastMask(const unsigned short* p, int W, int H, int nBits, double dPixelSize) {
     BreastMask m;
     const std::size_t n = static_cast<std::size_t>(W) * static_cast<std::size_t>(H);
     m.mask.assign(n, 0);
@@ -124,13 +166,17 @@ BreastMask MakeBreastMask(const unsigned short* p, int W, int H, int nBits) {
     m.nBackground = BackgroundLevel(p, W, H, nBits);
     const unsigned short nLevel = static_cast<unsigned short>(m.nBackground);
 
-    // Largest 4-connected region above the level.
+    // Above the level, opened: frame edges and streaks thinner than the
+    // opening's square fall away; the breast keeps its shape.
+    const std::vector<unsigned char> above =
+        Open(p, nLevel, W, H, std::max(1, static_cast<int>(std::lround(kOpeningMm / dPixelSize))));
+    // Largest 4-connected region of it.
     std::vector<int> label(n, 0);
     std::vector<std::size_t> stack;
     int nLabels = 0, nBestLabel = 0;
     long long nBest = 0;
     for (std::size_t i = 0; i < n; ++i) {
-        if (label[i] || p[i] <= nLevel) continue;
+        if (label[i] || !above[i]) continue;
         label[i] = ++nLabels;
         stack.assign(1, i);
         long long nArea = 0;
@@ -145,7 +191,7 @@ BreastMask MakeBreastMask(const unsigned short* p, int W, int H, int nBits) {
             for (int d = 0; d < 4; ++d) {
                 if (nx[d] < 0 || ny[d] < 0 || nx[d] >= W || ny[d] >= H) continue;
                 const std::size_t j = At(nx[d], ny[d], W);
-                if (label[j] || p[j] <= nLevel) continue;
+                if (label[j] || !above[j]) continue;
                 label[j] = nLabels;
                 stack.push_back(j);
             }

@@ -31,7 +31,7 @@ std::vector<unsigned short> CropImage(const unsigned short* pImage, int nWidth, 
 void FlipRows(std::vector<unsigned short>& image, int nWidth, int nHeight);
 
 // Level that separates the background (air, unexposed film) from the
-// breast: halfway between the background's most frequent level and the
+// breast: halfway between the background's most frequent non-zero level and the
 // threshold that best splits the histogram into two classes (between-class
 // variance). Levels above it are breast, labels or markers.
 int BackgroundLevel(const unsigned short* pImage, int nWidth, int nHeight, int nBitsStored);
@@ -46,11 +46,13 @@ struct BreastMask {
 };
 
 // The breast as the largest connected region above the background level,
-// its holes filled: labels, markers and scanner streaks that do not touch
+// opened by a square of 4 mm (frame edges and streaks fall away), its holes
+// filled: labels, markers and scanner streaks that do not touch
 // it stay out, and in each row only the run nearest the chest wall is kept.
 // Side: the vertical edge the region touches more; chest-wall end of an MLO
 // view: the end whose chest-wall corner is brighter (the pectoral muscle).
-BreastMask MakeBreastMask(const unsigned short* pImage, int nWidth, int nHeight, int nBitsStored);
+BreastMask MakeBreastMask(const unsigned short* pImage, int nWidth, int nHeight, int nBitsStored,
+                          double dPixelSize);
 
 // Clears from the mask the pectoral muscle of an MLO view when the
 // library's removal found none: the bright region above the level that
