@@ -220,9 +220,11 @@ CandidateImages SelectCandidates(const CandidateResponse& r, double dThreshold, 
 
     // Grey: the library stretches [max / 2, max / 1.41] onto the full range,
     // so the answer is scaled to reach the top of that span at the
-    // saturation level and to lie below its bottom where it is weak.
+    // threshold and to lie below its bottom where it is weak. Saturating
+    // lower would join the neighbours of a tight cluster into runs that the
+    // shape check takes for a line.
     const double dTop = static_cast<double>(static_cast<int>((1 << nBitsStored) / 1.41));
-    const double dSaturation = kRegionFraction * dThreshold;
+    const double dSaturation = dThreshold;
     for (std::size_t i = 0; i < n; ++i) {
         const double v = std::floor(static_cast<double>(r.z[i]) / dSaturation * dTop);
         out.grey[i] = static_cast<unsigned short>(std::clamp(v, 0.0, static_cast<double>(nMax)));

@@ -48,9 +48,9 @@ struct CandidateImages {
     // nWidth * nHeight samples each, in the working image's frame.
     std::vector<unsigned short> binary;  // maximum sample value on each blob, 0 elsewhere
     // Grey image for the clustering's shape check: saturated (after the
-    // library's stretch) where the answer reaches the saturation fraction of
-    // the threshold, dark where there is no answer, so that its runs of
-    // saturated samples measure the bright structure around each blob.
+    // library's stretch) where the answer reaches the threshold, dark where
+    // there is no answer, so that its runs of saturated samples measure the
+    // bright structure around each blob.
     std::vector<unsigned short> grey;
     std::vector<Candidate> candidates;
     CandidateCounts counts;
