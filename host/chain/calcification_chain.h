@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "candidates.h"
+#include "calcification_candidates.h"
 #include "preparation.h"
 
 namespace zetdip::host {

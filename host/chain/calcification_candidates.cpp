@@ -1,4 +1,4 @@
-#include "candidates.h"
+#include "calcification_candidates.h"
 
 #include <algorithm>
 #include <cmath>

@@ -13,8 +13,8 @@
 //
 // Every length is fixed in millimetres and turned into pixels with the pixel
 // size, so the step behaves alike from 0.05 to 0.2 mm per pixel.
-#ifndef ZETDIP_HOST_CHAIN_CANDIDATES_H
-#define ZETDIP_HOST_CHAIN_CANDIDATES_H
+#ifndef ZETDIP_HOST_CHAIN_CALCIFICATION_CANDIDATES_H
+#define ZETDIP_HOST_CHAIN_CALCIFICATION_CANDIDATES_H
 
 #include <cstddef>
 #include <vector>
@@ -90,4 +90,4 @@ std::vector<float> GaussianBlur(const std::vector<float>& image, int nWidth, int
 
 }  // namespace zetdip::host
 
-#endif  // ZETDIP_HOST_CHAIN_CANDIDATES_H
+#endif  // ZETDIP_HOST_CHAIN_CALCIFICATION_CANDIDATES_H

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <random>
 
-#include "candidates.h"
+#include "calcification_candidates.h"
 
 namespace {
 
