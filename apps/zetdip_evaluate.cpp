@@ -20,6 +20,7 @@
 #include "calcification_chain.h"
 #include "calcifications.h"
 #include "core/error.h"
+#include "detection_chain.h"
 #include "phantom.h"
 #include "report/evaluation.h"
 
@@ -91,11 +92,45 @@ struct Settings {
     std::vector<double> thresholds;
     bool bTable = true;
     std::string dumpDir;
+    bool bDetect = false;  // score what Detect (zetdip-cad detect) marks
 };
+
+// The marks of the whole chain as zetdip-cad detect runs it (library mask
+// and host mask, pectoral removal, line searches, candidates, clustering).
+std::vector<Mark> DetectMarks(const Pgm& f, double dPixelSize, double dThreshold) {
+    Image image;
+    image.nWidth = f.nWidth;
+    image.nHeight = f.nHeight;
+    image.nBitsStored = f.nBits;
+    image.words = f.words;
+    image.rowSpacing = Fact<double>{dPixelSize, "--pixel-size"};
+    image.columnSpacing = Fact<double>{dPixelSize, "--pixel-size"};
+    image.format = "PGM";
+    DetectOptions options;
+    options.candidates = BandPassCandidates(dThreshold);
+    std::vector<Mark> marks;
+    for (const auto& c : Detect(image, options).clusters)
+        marks.push_back({double(c.x), double(c.y), c.radius});
+    return marks;
+}
 
 // Runs the chain at every operating point and adds the image's scores to
 // the FROC points; prints the image's row of the table at the default point.
 void Evaluate(const Case& c, const Settings& st, std::vector<FrocPoint>& froc) {
+    if (st.bDetect) {
+        for (std::size_t k = 0; k < st.thresholds.size(); ++k) {
+            const ImageScore s =
+                ScoreImage(DetectMarks(c.pgm, st.dPixelSize, st.thresholds[k]), c.truth);
+            froc[k].nImages += 1;
+            froc[k].nClusters += s.nClusters;
+            froc[k].nFound += s.nFound;
+            froc[k].nFalse += s.nFalse;
+            if (st.bTable && st.thresholds[k] == st.dDefault)
+                std::printf("%-8s %5d %5d %6d\n", c.name.c_str(), s.nClusters, s.nFound, s.nFalse);
+        }
+        std::fflush(stdout);
+        return;
+    }
     const PreparedImage prepared = PrepareImage(c.pgm.words.data(), c.pgm.nWidth, c.pgm.nHeight,
                                                 c.pgm.nBits, st.dPixelSize, {});
     const CandidateResponse response =
@@ -219,6 +254,9 @@ int main(int argc, char** argv) {
                    "normals, or into the synthetic mammograms");
     app.add_option("--synthetic", nSynthetic, "run on this many synthetic mammograms")
         ->check(CLI::Range(1, 1000));
+    app.add_flag("--detect", st.bDetect,
+                 "score the whole chain of zetdip-cad detect (library and host masks, line "
+                 "exclusion) instead of the host's own preparation");
     app.add_option("--seed", nSeed, "first seed of the synthetic mammograms and insertions");
     CLI11_PARSE(app, argc, argv);
     try {
