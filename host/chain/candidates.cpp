@@ -4,7 +4,20 @@
 
 #include <new>
 
+#include "calcification_candidates.h"
+
 namespace zetdip::host {
+
+CandidateStep BandPassCandidates(double dThreshold) {
+    return [dThreshold](Working& w) {
+        const CandidateResponse response = ComputeCandidateResponse(
+            w.image.data(), w.mask.data(), w.nWidth, w.nHeight, w.dPixelSize);
+        CandidateImages c = SelectCandidates(response, dThreshold, w.nBitsStored);
+        w.candidates = std::move(c.binary);
+        w.grey = std::move(c.grey);
+        return true;
+    };
+}
 
 bool WaveletCandidates(Working& w) {
     std::vector<double> coef(w.image.size());

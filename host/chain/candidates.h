@@ -22,12 +22,20 @@ struct Working {
     std::vector<unsigned short> mask;        // breast without the pectoral muscle
     std::vector<unsigned short> lines;       // line structures
     std::vector<unsigned short> candidates;  // written by the candidate step
-    std::vector<unsigned short> kept;        // candidates after false-positive removal
+    // Written by a candidate step that wants the clustering's shape check to
+    // read its own grey image in place of the mammogram; empty otherwise.
+    std::vector<unsigned short> grey;
+    std::vector<unsigned short> kept;  // candidates after false-positive removal
 };
 
 // Writes working.candidates (0 or any non-zero value per pixel, already
 // sized) from the other images; false when it could not.
 using CandidateStep = std::function<bool(Working& working)>;
+
+// The default: a band-pass for spots of 0.1 to 1 mm, thresholded at
+// dThreshold multiples of the local noise, one small blob per peak, with
+// the grey image the clustering's shape check reads (calcification_candidates.h).
+CandidateStep BandPassCandidates(double dThreshold);
 
 // The finest wavelet detail level rebuilt and binarised at half the range.
 // Microcalcifications, small and far brighter than the tissue, answer there

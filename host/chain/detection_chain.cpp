@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "core/error.h"
+#include "preparation.h"
 
 namespace zetdip::host {
 namespace {
@@ -102,13 +103,6 @@ double MeanOf(const Working& w, int x0, int x1, int y0, int y1) {
         for (int x = x0; x < x1; ++x) sum += w.image[static_cast<std::size_t>(y) * w.nWidth + x];
     const double n = static_cast<double>(x1 - x0) * static_cast<double>(y1 - y0);
     return n > 0.0 ? sum / n : 0.0;
-}
-
-void FlipRows(std::vector<unsigned short>& v, int W, int H) {
-    for (int y = 0; y < H / 2; ++y)
-        std::swap_ranges(v.begin() + static_cast<std::ptrdiff_t>(y) * W,
-                         v.begin() + static_cast<std::ptrdiff_t>(y + 1) * W,
-                         v.begin() + static_cast<std::ptrdiff_t>(H - 1 - y) * W);
 }
 
 }  // namespace
@@ -281,6 +275,28 @@ DetectionResult Detect(const Image& image, const DetectOptions& options) {
         r.warnings.push_back(
             "the breast mask covers the whole image: no breast edge was found against a dark "
             "background");
+    {
+        // The library's mask follows the breast's edge but takes in film
+        // labels, markers and frame edges that touch it; the host's mask
+        // (largest region above the background, opened, one run per row from
+        // the chest wall) leaves them out.
+        const Stopwatch clock;
+        const BreastMask host = MakeBreastMask(w.image.data(), W, H, nBits, dPx);
+        long long nCleared = 0;
+        for (std::size_t i = 0; i < nw; ++i)
+            if (w.mask[i] && !host.mask[i]) {
+                w.mask[i] = 0;
+                ++nCleared;
+            }
+        r.steps.push_back(
+            {"host breast mask", true, 1, {{"cleared_pixels", nCleared}}, clock.Ms()});
+        if (nCleared * 20 > nMask)
+            r.warnings.push_back(
+                Format("the host's breast mask cleared %.1f%% of the library's "
+                       "mask (labels, markers, frame edges)",
+                       100.0 * double(nCleared) / double(nMask)));
+    }
+    const long long nMaskHost = CountSet(w.mask);
     if (!run(
             "RemovePectoralMuscleFromMask",
             [&] {
@@ -292,6 +308,20 @@ DetectionResult Detect(const Image& image, const DetectOptions& options) {
             }))
         r.warnings.push_back(
             "no pectoral muscle found at the chest-wall end; the mask keeps the whole breast");
+    if (nMaskHost > 0 && (nMaskHost - CountSet(w.mask)) * 100 < nMaskHost &&
+        (!image.view || image.view->value == "MLO")) {
+        const Stopwatch clock;
+        const long long n =
+            RemovePectoralFallback(w.image.data(), w.mask, W, H, nBits, w.bBreastOnRight);
+        r.steps.push_back(
+            {"host pectoral fallback", true, n > 0 ? 1 : 0, {{"pectoral_pixels", n}}, clock.Ms()});
+        r.warnings.push_back(
+            n > 0 ? Format("the pectoral removal cleared less than 1%% of the mask; cleared the "
+                           "bright chest-wall corner region instead (%.0f pixels)",
+                           static_cast<double>(n))
+                  : std::string("the pectoral removal cleared less than 1% of the mask and no "
+                                "muscle was found in the chest-wall corner"));
+    }
 
     if (!run(
             "SearchLinesImage",
@@ -321,12 +351,21 @@ DetectionResult Detect(const Image& image, const DetectOptions& options) {
                 return decltype(none()){{"candidate_pixels", CountSet(w.candidates)}};
             }))
         return finish("candidates");
+    // Lines are thin: a line image over a large part of the breast has
+    // answered to the tissue itself and would remove every candidate.
+    const long long nLines = CountSet(w.lines), nMaskNow = CountSet(w.mask);
+    const bool bExclude = nLines * 10 <= nMaskNow;
+    if (!bExclude)
+        r.warnings.push_back(
+            Format("the line image covers %.0f%% of the breast; the candidates "
+                   "are not thinned by it",
+                   100.0 * double(nLines) / double(std::max(1LL, nMaskNow))));
     std::vector<std::pair<double, double>> blobs;
     if (!run(
             "ApplyFPRemovalCAD",
             [&] {
                 return CDipClustering::ApplyFPRemovalCAD(Bytes(w.lines), Bytes(w.candidates),
-                                                         Bytes(w.kept), 16, nBits, H, W, true);
+                                                         Bytes(w.kept), 16, nBits, H, W, bExclude);
             },
             [&] {
                 blobs = BlobCentroids(w.kept, W, H);
@@ -339,8 +378,10 @@ DetectionResult Detect(const Image& image, const DetectOptions& options) {
     if (!run(
             "ApplyClustering",
             [&] {
-                return CDipClustering::ApplyClustering(pImage, Bytes(w.kept), Bytes(w.mask),
-                                                       circles, 16, nBits, W, H, dColumnMm, dRowMm);
+                // The candidate step may hand the shape check its own grey image.
+                unsigned char* pGrey = w.grey.size() == nw ? Bytes(w.grey) : pImage;
+                return CDipClustering::ApplyClustering(pGrey, Bytes(w.kept), Bytes(w.mask), circles,
+                                                       16, nBits, W, H, dColumnMm, dRowMm);
             },
             [&] {
                 return decltype(none()){

@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "calcification_candidates.h"
 #include "candidates.h"
 #include "core/image.h"
 #include "frame.h"
@@ -33,7 +34,7 @@ struct DetectOptions {
     std::optional<Fact<Side>> breastSide;
     // Keep the line, candidate and kept-candidate images (file frame).
     bool keepStepImages = false;
-    CandidateStep candidates = WaveletCandidates;
+    CandidateStep candidates = BandPassCandidates(kDefaultCandidateThreshold);
 };
 
 // What one step returned: a library call's bool or side code, or a host

@@ -1,0 +1,157 @@
+// The candidate step: the noise estimate on pure noise, one blob per spot
+// at its centre whatever the pixel size, nothing on lines and edges.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+#include "calcification_candidates.h"
+
+namespace {
+
+using zetdip::host::CandidateBlobSide;
+using zetdip::host::ComputeCandidateResponse;
+using zetdip::host::RobustNoise;
+using zetdip::host::SelectCandidates;
+
+std::vector<unsigned short> Noise(int W, int H, double dMean, double dSigma, unsigned nSeed) {
+    std::mt19937 rng(nSeed);
+    std::normal_distribution<double> normal(dMean, dSigma);
+    std::vector<unsigned short> image(static_cast<std::size_t>(W) * H);
+    for (auto& v : image) v = static_cast<unsigned short>(std::lround(normal(rng)));
+    return image;
+}
+
+// Adds a disc of diameter dMm rising by dRise at (cx, cy).
+void AddSpot(std::vector<unsigned short>& image, int W, double cx, double cy, double dDiameterPx,
+             double dRise) {
+    const int r = static_cast<int>(dDiameterPx) + 1;
+    for (int y = static_cast<int>(cy) - r; y <= static_cast<int>(cy) + r; ++y)
+        for (int x = static_cast<int>(cx) - r; x <= static_cast<int>(cx) + r; ++x) {
+            const double d = std::hypot(x - cx, y - cy) / (dDiameterPx / 2.0);
+            if (d < 1.0)
+                image[static_cast<std::size_t>(y) * W + x] +=
+                    static_cast<unsigned short>(dRise * std::sqrt(1.0 - d * d));
+        }
+}
+
+TEST(RobustNoise, MedianAbsoluteValueOfGaussianNoiseIsItsSigma) {
+    std::mt19937 rng(3);
+    std::normal_distribution<float> normal(0.0f, 10.0f);
+    std::vector<float> v(200000);
+    for (auto& x : v) x = normal(rng);
+    EXPECT_NEAR(RobustNoise(v.data(), nullptr, v.size()), 10.0, 0.2);
+    // Only the area counts: outliers outside it change nothing.
+    std::vector<unsigned char> area(v.size(), 1);
+    for (std::size_t i = 0; i < v.size(); i += 10) {
+        v[i] = 1e6f;
+        area[i] = 0;
+    }
+    EXPECT_NEAR(RobustNoise(v.data(), area.data(), v.size()), 10.0, 0.2);
+    EXPECT_EQ(RobustNoise(v.data(), area.data(), 0), 0.0);
+}
+
+TEST(GaussianBlur, KeepsAConstantImageAndTheSumOfAnImpulse) {
+    const int W = 31, H = 17;
+    std::vector<float> flat(W * H, 7.0f);
+    for (float v : zetdip::host::GaussianBlur(flat, W, H, 2.5)) EXPECT_NEAR(v, 7.0f, 1e-4f);
+    std::vector<float> impulse(W * H, 0.0f);
+    impulse[8 * W + 15] = 1.0f;
+    double sum = 0.0;
+    const auto blurred = zetdip::host::GaussianBlur(impulse, W, H, 1.5);
+    for (float v : blurred) sum += v;
+    EXPECT_NEAR(sum, 1.0, 1e-5);
+    EXPECT_GT(blurred[8 * W + 15], blurred[8 * W + 16]);
+    EXPECT_FLOAT_EQ(blurred[8 * W + 14], blurred[8 * W + 16]);
+}
+
+TEST(CandidateResponse, PureNoiseIsInUnitsOfItsOwnNoise) {
+    const int W = 400, H = 300;
+    for (double dSigma : {3.0, 40.0}) {
+        const auto image = Noise(W, H, 2000.0, dSigma, 5);
+        const auto r = ComputeCandidateResponse(image.data(), nullptr, W, H, 0.1);
+        EXPECT_NEAR(RobustNoise(r.z.data(), r.area.data(), r.z.size()), 1.0, 0.05) << dSigma;
+        // Gaussian noise peaks above 5 noise multiples are rare.
+        EXPECT_LT(SelectCandidates(r, 5.0, 12).counts.nCandidates, 5) << dSigma;
+    }
+}
+
+// Spots of 0.3 mm with a rise of 12 noise sigmas, on noise, at three pixel
+// sizes: one candidate per spot, at its centre, and nothing else.
+TEST(SelectCandidates, OneBlobPerSpotAtEveryPixelSize) {
+    for (double px : {0.05, 0.1, 0.2}) {
+        const int W = static_cast<int>(60.0 / px), H = static_cast<int>(40.0 / px);
+        auto image = Noise(W, H, 1500.0, 10.0, 7);
+        std::vector<std::pair<int, int>> spots;
+        for (int k = 0; k < 6; ++k) {
+            const int x = static_cast<int>((8.0 + 8.0 * k) / px),
+                      y = static_cast<int>((10.0 + 3.0 * k) / px);
+            spots.push_back({x, y});
+            AddSpot(image, W, x, y, std::max(1.5, 0.3 / px), 150.0);
+        }
+        const auto r = ComputeCandidateResponse(image.data(), nullptr, W, H, px);
+        const auto c = SelectCandidates(r, zetdip::host::kDefaultCandidateThreshold, 12);
+        // One candidate at each spot; none else within 3 mm of one (one
+        // per spot); a few noise peaks elsewhere.
+        int nElsewhere = 0;
+        for (const auto& k : c.candidates) {
+            int nNear = 0;
+            for (const auto& sp : spots) {
+                const double d = std::hypot(k.x - sp.first, k.y - sp.second);
+                EXPECT_TRUE(d <= 1.5 || d > 3.0 / px) << px << ": " << k.x << ", " << k.y;
+                nNear += d <= 1.5;
+            }
+            nElsewhere += nNear == 0;
+        }
+        EXPECT_EQ(static_cast<int>(c.candidates.size()) - nElsewhere, 6) << px;
+        EXPECT_LE(nElsewhere, 5) << px;
+        // Each blob is one square of the blob side, at the maximum value;
+        // the grey image is saturated at its centre.
+        const int s = CandidateBlobSide(px);
+        long long nSet = 0;
+        for (unsigned short v : c.binary) {
+            EXPECT_TRUE(v == 0 || v == 4095);
+            nSet += v != 0;
+        }
+        EXPECT_EQ(nSet, static_cast<long long>(c.candidates.size()) * s * s) << px;
+        const auto& k0 = c.candidates[0];
+        EXPECT_GE(c.grey[static_cast<std::size_t>(k0.y) * W + k0.x], static_cast<int>(4096 / 1.41));
+    }
+}
+
+TEST(SelectCandidates, LinesAndEdgesGiveNoCandidates) {
+    const double px = 0.1;
+    const int W = 500, H = 400;
+    auto image = Noise(W, H, 1500.0, 10.0, 11);
+    // A vessel 0.3 mm wide across the image, and a step edge.
+    for (int y = 0; y < H; ++y) {
+        for (int x = 240; x < 243; ++x) image[static_cast<std::size_t>(y) * W + x] += 150;
+        for (int x = 400; x < W; ++x) image[static_cast<std::size_t>(y) * W + x] += 300;
+    }
+    const auto r = ComputeCandidateResponse(image.data(), nullptr, W, H, px);
+    const auto c = SelectCandidates(r, zetdip::host::kDefaultCandidateThreshold, 12);
+    EXPECT_GT(c.counts.nPeaks, 20);      // the line's noise gives many peaks ...
+    EXPECT_LE(c.counts.nCandidates, 2);  // ... none of them a spot
+}
+
+TEST(CandidateResponse, NothingOutsideTheMaskNorNearItsEdge) {
+    const double px = 0.1;
+    const int W = 300, H = 200;
+    auto image = Noise(W, H, 1500.0, 10.0, 13);
+    std::vector<unsigned short> mask(image.size(), 0);
+    for (int y = 0; y < H; ++y)
+        for (int x = 0; x < 150; ++x) mask[static_cast<std::size_t>(y) * W + x] = 4095;
+    AddSpot(image, W, 200, 100, 3.0, 300.0);  // outside
+    AddSpot(image, W, 147, 100, 3.0, 300.0);  // on the mask's edge
+    AddSpot(image, W, 80, 100, 3.0, 300.0);   // inside
+    const auto r = ComputeCandidateResponse(image.data(), mask.data(), W, H, px);
+    const auto c = SelectCandidates(r, zetdip::host::kDefaultCandidateThreshold, 12);
+    ASSERT_EQ(c.candidates.size(), 1u);
+    EXPECT_EQ(c.candidates[0].x, 80);
+    for (std::size_t i = 0; i < mask.size(); ++i)
+        if (!mask[i]) {
+            EXPECT_EQ(c.binary[i], 0);
+        }
+}
+
+}  // namespace

@@ -1,0 +1,144 @@
+// The microcalcification chain end to end: inserted clusters in the
+// synthetic breast stored as a file stores it (both sides), the MIAS
+// development set at the default operating point, and MG1's marks all on
+// the breast, none on the film's edge.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+
+#include "calcification_chain.h"
+#include "calcifications.h"
+#include "phantom.h"
+#include "report/evaluation.h"
+
+namespace {
+
+using namespace zetdip::host;
+
+std::vector<ClusterMark> Detect(const std::vector<unsigned short>& file, int W, int H, int nBits,
+                                double px, PreparedImage* pPrepared = nullptr) {
+    PreparedImage p = PrepareImage(file.data(), W, H, nBits, px, {});
+    const CandidateResponse r =
+        ComputeCandidateResponse(p.image.data(), p.mask.data(), p.nWidth, p.nHeight, px);
+    auto marks = MarkClusters(p, r, kDefaultCandidateThreshold).marks;
+    if (pPrepared) *pPrepared = std::move(p);
+    return marks;
+}
+
+class InsertedClusters : public ::testing::TestWithParam<bool> {};
+
+// Clusters of 5 to 30 members of 0.1 to 0.6 mm at a rise of 20% of the
+// local signal, with a label, markers, streaks and grain: every cluster is
+// found and nothing else is marked.
+TEST_P(InsertedClusters, FoundInTheSyntheticBreast) {
+    zetdip::phantom::Options po;
+    po.dPixelSize = 0.1;
+    po.bBreastOnRight = GetParam();
+    po.nSeed = GetParam() ? 2 : 3;
+    po.clusterSizes = {};
+    auto m = zetdip::phantom::MakeMammogram(po);
+    std::vector<unsigned short> area(m.image.size());
+    for (std::size_t i = 0; i < area.size(); ++i) area[i] = m.truth.breast[i] && !m.truth.muscle[i];
+    zetdip::phantom::ClusterOptions co;
+    co.dPixelSize = 0.1;
+    co.dContrast = 0.2;
+    co.nSeed = po.nSeed * 31u;
+    const auto clusters = zetdip::phantom::InsertClusters(m.image, area, m.nWidth, m.nHeight, co);
+    ASSERT_EQ(clusters.size(), 3u);
+    zetdip::phantom::FilmOptions fo;
+    fo.dPixelSize = 0.1;
+    fo.nSeed = po.nSeed;
+    zetdip::phantom::AddFilmArtefacts(m.image, area, m.nWidth, m.nHeight, fo);
+    // Stored as a file: the chest-wall end at row 0.
+    FlipRows(m.image, m.nWidth, m.nHeight);
+    std::vector<TruthCluster> truth;
+    for (const auto& c : clusters)
+        truth.push_back({"", c.centre.x, (m.nHeight - 1) - c.centre.y, c.dRadius});
+    std::vector<Mark> marks;
+    for (const auto& k : Detect(m.image, m.nWidth, m.nHeight, 12, 0.1))
+        marks.push_back({k.x, k.y, k.dRadius});
+    const ImageScore s = ScoreImage(marks, truth);
+    EXPECT_EQ(s.nFound, 3);
+    EXPECT_EQ(s.nFalse, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(BothSides, InsertedClusters, ::testing::Bool());
+
+std::vector<unsigned short> ReadMiasPgm(const std::string& path, int& W, int& H) {
+    std::ifstream in(path, std::ios::binary);
+    std::string magic;
+    int nMax = 0;
+    in >> magic >> W >> H >> nMax;
+    in.get();
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(W) * H);
+    in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    std::vector<unsigned short> words(bytes.size());
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        words[i] = static_cast<unsigned short>(bytes[i] << 4);
+    return words;
+}
+
+// The development set's figure at the default operating point: at least
+// half of its 12 clusters at no more than one false cluster per image.
+TEST(MiasDevelopmentSet, HalfTheClustersAtOneFalseClusterPerImage) {
+    const std::string dir = std::string(ZETDIP_SHARED_DATA) + "/mias/";
+    std::ifstream probe(dir + "calc_truth.csv");
+    if (!probe) GTEST_SKIP() << "no " << dir;
+    const auto truth = ReadTruthCsv(dir + "calc_truth.csv");
+    std::vector<std::string> images;
+    for (const auto& t : truth)
+        if (images.empty() || images.back() != t.image) images.push_back(t.image);
+    for (const auto& n : ReadNameList(dir + "normals.txt")) images.push_back(n.substr(0, 6));
+    FrocPoint total;
+    for (const auto& name : images) {
+        int W = 0, H = 0;
+        const auto words = ReadMiasPgm(dir + name + ".pgm", W, H);
+        ASSERT_EQ(W, 1024) << name;
+        std::vector<TruthCluster> mine;
+        for (const auto& t : truth)
+            if (t.image == name) mine.push_back(t);
+        std::vector<Mark> marks;
+        for (const auto& k : Detect(words, W, H, 12, 0.2)) marks.push_back({k.x, k.y, k.dRadius});
+        const ImageScore s = ScoreImage(marks, mine);
+        ++total.nImages;
+        total.nClusters += s.nClusters;
+        total.nFound += s.nFound;
+        total.nFalse += s.nFalse;
+    }
+    EXPECT_EQ(total.nImages, 32);
+    EXPECT_EQ(total.nClusters, 12);
+    EXPECT_GE(total.nFound, 6);
+    EXPECT_LE(total.FalsePerImage(), 1.0);
+}
+
+// MG1, a digitised film at 0.05 mm with a label, a marker and bright frame
+// edges: every mark lies on the breast, away from the film's edges.
+TEST(Mg1, MarksOnlyOnTheBreast) {
+    const std::string path = std::string(ZETDIP_SHARED_DATA) + "/mg1/MG1_3064x4664_u16le.raw";
+    std::ifstream in(path, std::ios::binary);
+    if (!in) GTEST_SKIP() << "no " << path;
+    const int W = 3064, H = 4664;
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(W) * H * 2);
+    in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    std::vector<unsigned short> image(static_cast<std::size_t>(W) * H);
+    for (std::size_t i = 0; i < image.size(); ++i)
+        image[i] = static_cast<unsigned short>(bytes[2 * i] | (bytes[2 * i + 1] << 8));
+    PreparedImage p;
+    const auto marks = Detect(image, W, H, 12, 0.05, &p);
+    EXPECT_FALSE(p.bBreastOnRight);
+    EXPECT_TRUE(p.bFlipped);
+    for (const auto& k : marks) {
+        const int x = static_cast<int>(k.x) - p.crop.x0;
+        const int fy = static_cast<int>(k.y) - p.crop.y0;
+        const int y = p.bFlipped ? (p.nHeight - 1) - fy : fy;
+        ASSERT_TRUE(x >= 0 && y >= 0 && x < p.nWidth && y < p.nHeight);
+        EXPECT_NE(p.mask[static_cast<std::size_t>(y) * p.nWidth + x], 0) << k.x << ", " << k.y;
+        EXPECT_GT(k.x, 6.4 / 0.05);
+        EXPECT_LT(k.x, W - 6.4 / 0.05);
+        EXPECT_GT(k.y, 6.4 / 0.05);
+        EXPECT_LT(k.y, H - 6.4 / 0.05);
+    }
+}
+
+}  // namespace
