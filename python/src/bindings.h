@@ -16,6 +16,7 @@ void BindFilters(py::module_& m);     // CDipFilters
 void BindMorphology(py::module_& m);  // CDipMorphMath, CDipThickness
 void BindWavelet(py::module_& m);     // CDipWavelet
 void BindClustering(py::module_& m);  // CDipClustering, CDipTest
+void BindHost(py::module_& m);        // files, the detection chain, the batch pieces
 
 // The classes have no constructible instances; a tag type per class carries
 // the static functions on the Python side.

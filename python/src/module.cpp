@@ -16,4 +16,7 @@ PYBIND11_MODULE(_zetdip, m) {
     zetdip::python::BindMorphology(m);
     zetdip::python::BindWavelet(m);
     zetdip::python::BindClustering(m);
+#ifdef ZETDIP_PYTHON_HOST
+    zetdip::python::BindHost(m);
+#endif
 }
