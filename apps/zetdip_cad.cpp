@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <new>
 #include <string>
 #include <vector>
@@ -268,7 +269,8 @@ int RunDefault() {
             return 1;
         }
         std::printf("%s\n", Summary(r).c_str());
-        std::printf("picture: %s\n", r.picturePaths.front().c_str());
+        std::printf("picture: %s\n",
+                    std::filesystem::absolute(r.picturePaths.front()).lexically_normal().c_str());
         return 0;
     } catch (const Error& e) {
         Fail(e.what());
@@ -283,7 +285,8 @@ int main(int argc, char** argv) {
         if (argc <= 1) return RunDefault();
         CLI::App app{
             "zetdip-cad: clusters of microcalcifications in mammograms.\n"
-            "Without arguments: runs on a synthetic mammogram and writes ./zetdip-out/."};
+            "Without arguments: runs on a synthetic mammogram and writes ./zetdip-out/.",
+            "zetdip-cad"};
         app.set_version_flag("--version", std::string("zetdip-cad ") + ZETDIP_VERSION);
         app.require_subcommand(1);
         DetectArgs detect;

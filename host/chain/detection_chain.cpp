@@ -277,6 +277,10 @@ DetectionResult Detect(const Image& image, const DetectOptions& options) {
     }
     const long long nMask = CountSet(w.mask);
     if (nMask == 0) r.warnings.push_back("the breast mask is empty");
+    if (nMask == static_cast<long long>(nw))
+        r.warnings.push_back(
+            "the breast mask covers the whole image: no breast edge was found against a dark "
+            "background");
     if (!run(
             "RemovePectoralMuscleFromMask",
             [&] {

@@ -73,3 +73,65 @@ TEST_P(DetectionChain, MarksPlantedClustersAndNothingElse) {
 INSTANTIATE_TEST_SUITE_P(BothSides, DetectionChain, ::testing::Values(false, true));
 
 }  // namespace
+
+namespace {
+
+// A film padded with zero columns and rows, hung either way up: the chain
+// crops the padding, reverses the rows only when the axilla is at the top,
+// and every circle still lands on its planted cluster in the file's frame.
+struct Hanging {
+    bool bBreastOnRight;
+    bool bAxillaAtTop;
+};
+
+class PaddedFilm : public ::testing::TestWithParam<Hanging> {};
+
+TEST_P(PaddedFilm, CirclesLandOnTheClustersInTheFileFrame) {
+    const Hanging h = GetParam();
+    zetdip::phantom::Options options;
+    options.dPixelSize = 0.2;
+    options.dCalcification = 4095.0;
+    options.bBreastOnRight = h.bBreastOnRight;
+    const auto m = zetdip::phantom::MakeMammogram(options);
+    const int padLeft = 70, padTop = 5, W = m.nWidth + 150, H = m.nHeight + 12;
+    zetdip::host::Image image = zetdip::host::SyntheticImage(m);
+    image.nWidth = W;
+    image.nHeight = H;
+    image.words.assign(static_cast<std::size_t>(W) * H, 0);
+    image.patientOrientationColumn = h.bAxillaAtTop ? "F" : "H";
+    auto fileRow = [&](double libraryRow) {
+        return padTop + (h.bAxillaAtTop ? m.nHeight - 1 - libraryRow : libraryRow);
+    };
+    for (int y = 0; y < m.nHeight; ++y)
+        for (int x = 0; x < m.nWidth; ++x)
+            image.words[static_cast<std::size_t>(fileRow(y)) * W + padLeft + x] =
+                m.image[static_cast<std::size_t>(y) * m.nWidth + x];
+
+    const auto r = Detect(image, {});
+    ASSERT_TRUE(r.Ok()) << r.failedStep;
+    EXPECT_EQ(r.frame.left, padLeft);
+    EXPECT_EQ(r.frame.top, padTop);
+    EXPECT_EQ(r.frame.width, m.nWidth);
+    EXPECT_EQ(r.frame.height, m.nHeight);
+    EXPECT_EQ(r.frame.flipRows, h.bAxillaAtTop);
+    EXPECT_EQ(r.breastSide.value, h.bBreastOnRight ? Side::Right : Side::Left);
+    ASSERT_FALSE(r.clusters.empty());
+    for (const auto& c : r.clusters) {
+        bool bNear = false;
+        for (const auto& cluster : m.truth.clusters)
+            bNear = bNear || std::hypot(c.x - (padLeft + cluster.centre.x),
+                                        c.y - fileRow(cluster.centre.y)) <= 5.0 / m.dPixelSize;
+        EXPECT_TRUE(bNear) << "circle at column " << c.x << ", row " << c.y;
+    }
+    // The mask comes back in the file frame: nothing in the padding, and
+    // the chest-wall edge of the film is inside the breast.
+    const int edge = padLeft + (h.bBreastOnRight ? m.nWidth - 1 : 0);
+    EXPECT_EQ(r.mask[static_cast<std::size_t>(H / 2) * W + (h.bBreastOnRight ? W - 1 : 0)], 0);
+    EXPECT_EQ(r.mask[static_cast<std::size_t>(H / 2) * W + edge], 255);
+}
+
+INSTANTIATE_TEST_SUITE_P(BothSidesBothWaysUp, PaddedFilm,
+                         ::testing::Values(Hanging{false, true}, Hanging{true, true},
+                                           Hanging{false, false}, Hanging{true, false}));
+
+}  // namespace
