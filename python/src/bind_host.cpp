@@ -254,18 +254,41 @@ void BindHost(py::module_& m) {
     // The batch command's pieces.
     m.def(
         "_process_one_file",
-        [](const std::string& path, const std::string& root, const std::string& outDir,
+        [](const std::string& path, const std::string& root, std::optional<std::string> outDir,
            std::optional<double> pixelSize) {
             host::ProcessOptions options;
             options.read.pixelSize = pixelSize;
-            options.outDir = host::OutputDirectoryFor(path, root, outDir);
             py::gil_scoped_release release;
             const auto start = std::chrono::steady_clock::now();
-            host::FileOutcome o = host::ProcessOneFile(path, options);
+            host::FileOutcome o;
+            std::string report;
+            if (outDir) {
+                options.outDir = host::OutputDirectoryFor(path, root, *outDir);
+                o = host::ProcessOneFile(path, options);
+                if (!o.jsonPath.empty()) report = host::CompleteReport(o.jsonPath).value_or("");
+            } else {
+                // The same outcome and report, written nowhere.
+                o.path = path;
+                if (auto why = host::WhySkipped(path, options.read)) {
+                    o.status = "skipped";
+                    o.error = *why;
+                } else {
+                    try {
+                        const host::Image image = host::ReadImage(path, options.read);
+                        const host::DetectionResult r = host::Detect(image, options.detect);
+                        o.status = r.Ok() ? "ok" : "error";
+                        if (!r.Ok())
+                            o.error = "the chain stopped: " + r.failedStep + " returned false";
+                        report = host::ReportJson(image, r, host::Timing{});
+                    } catch (const Error& e) {
+                        o.status = "error";
+                        o.error = e.Cause();
+                        report = host::ErrorJson(path, e.Cause());
+                    }
+                }
+            }
             o.seconds =
                 std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-            const std::string report =
-                o.jsonPath.empty() ? "" : host::CompleteReport(o.jsonPath).value_or("");
             return std::make_tuple(o.status, o.error, o.jsonPath, o.seconds, report);
         },
         py::arg("path"), py::arg("root"), py::arg("out_dir"), py::arg("pixel_size"));

@@ -18,21 +18,8 @@ _TIMING_KEYS = ("ms", "timing_ms", "seconds")
 def _record(path, root, out_dir, pixel_size):
     """Process one file where it lands; failures become records."""
     try:
-        if out_dir is not None:
-            status, error, json_path, seconds, text = _zetdip._process_one_file(
-                path, root, out_dir, pixel_size)
-        else:
-            import time
-            start = time.perf_counter()
-            why = _zetdip._why_skipped(path, pixel_size)
-            json_path, text = "", ""
-            if why is not None:
-                status, error = "skipped", why
-            else:
-                text = _zetdip._detect_file(path, pixel_size, None, None, False)
-                report = json.loads(text)
-                status, error = report["status"], report.get("error", "")
-            seconds = time.perf_counter() - start
+        status, error, json_path, seconds, text = _zetdip._process_one_file(
+            path, root, out_dir, pixel_size)
         report = json.loads(text) if text else None
     except Exception as e:  # one bad file is a record, not the end of the run
         status, error, json_path, seconds, report = "error", str(e), "", 0.0, None
