@@ -16,6 +16,7 @@ pytestmark = pytest.mark.skipif(not hasattr(zetdip._zetdip, "_read"),
                                 reason="built without the host layer")
 
 SMALL = dict(width_mm=60.0, height_mm=80.0, cluster_sizes=[6])
+ARCHIVE = dict(SMALL, pixel_size=0.15)  # coarser: twenty files stay quick
 
 
 def program():
@@ -89,7 +90,7 @@ def archive(tmp_path_factory):
     (root / "left").mkdir()
     (root / "right").mkdir()
     for i in range(20):
-        image, facts = zetdip.phantom(seed=100 + i, breast_on_right=i % 2 == 1, **SMALL)
+        image, facts = zetdip.phantom(seed=100 + i, breast_on_right=i % 2 == 1, **ARCHIVE)
         folder = root / ("right" if i % 2 else "left")
         zetdip.save(folder / f"m{i:02d}.{'dcm' if i < 10 else 'png'}", image, facts)
     (root / "left" / "corrupt.png").write_bytes(b"\x89PNG\r\n\x1a\nnot really")
@@ -114,7 +115,7 @@ def test_dask_on_two_local_worker_processes_gives_the_serial_results(archive, tm
 
     paths = files_of(archive)
     with dask.config.set(scheduler="synchronous"):
-        serial = zetdip.dask.detect_files(paths, pixel_size=0.1)
+        serial = zetdip.dask.detect_files(paths, pixel_size=0.15)
     statuses = {os.path.basename(r["path"]): r["status"] for r in serial}
     assert statuses.pop("corrupt.png") == "error"
     assert statuses.pop("notes.txt") == "skipped"
@@ -123,13 +124,13 @@ def test_dask_on_two_local_worker_processes_gives_the_serial_results(archive, tm
     with LocalCluster(n_workers=2, threads_per_worker=1, processes=True, host="127.0.0.1",
                       dashboard_address=None) as cluster, Client(cluster) as client:
         records = zetdip.dask.detect_files(paths, client=client, partition_size=3,
-                                           out_dir=tmp_path / "dask", pixel_size=0.1)
+                                           out_dir=tmp_path / "dask", pixel_size=0.15)
     assert [r["path"] for r in records] == paths
     assert zetdip.dask.without_timing([dict(r, json="") for r in records]) == \
         zetdip.dask.without_timing([dict(r, json="") for r in serial])
 
     # The files are those of the batch command.
-    subprocess.run([program(), "batch", str(archive), "--pixel-size", "0.1", "--out",
+    subprocess.run([program(), "batch", str(archive), "--pixel-size", "0.15", "--out",
                     str(tmp_path / "batch"), "-j", "2", "--progress=none"],
                    capture_output=True)
     for name in ("images.csv", "clusters.csv"):
