@@ -11,13 +11,18 @@
 #include <gdcmSequenceOfFragments.h>
 #include <gdcmSequenceOfItems.h>
 #include <gdcmTransferSyntax.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
+#include <type_traits>
 
 #include "DipBasic.h"
 #include "io/dicom_common.h"
@@ -69,12 +74,15 @@ std::vector<std::string> Values(const std::string& s) {
     return values;
 }
 
-// A decimal string as a finite double; nullopt if it is not one.
+// A decimal string as a finite double; nullopt if it is not one. Parsed
+// independently of the locale, which may use a decimal comma.
 std::optional<double> Number(const std::string& s) {
-    if (s.empty()) return std::nullopt;
-    char* pEnd = nullptr;
-    const double d = std::strtod(s.c_str(), &pEnd);
-    if (pEnd != s.c_str() + s.size() || !std::isfinite(d)) return std::nullopt;
+    const char* p = s.data();
+    const char* pEnd = s.data() + s.size();
+    if (p != pEnd && *p == '+') ++p;
+    double d = 0.0;
+    const auto [pStop, ec] = std::from_chars(p, pEnd, d);
+    if (p == pEnd || ec != std::errc() || pStop != pEnd || !std::isfinite(d)) return std::nullopt;
     return d;
 }
 
@@ -388,7 +396,6 @@ void CheckCodestream(const std::string& path, const gdcm::Image& gi, int nWidth,
 }
 
 Image Decode(const std::string& path, const ReadOptions& options) {
-    CheckDicomStructure(path);
     SilenceGdcm();
     gdcm::ImageReader reader;
     reader.SetFileName(path.c_str());
@@ -517,11 +524,206 @@ Image Decode(const std::string& path, const ReadOptions& options) {
     return image;
 }
 
+// ---- running GDCM apart ----------------------------------------------------------
+//
+// Debian's GDCM is built with its assertions on, and a malformed file (not
+// only a truncated one) can fail one deep inside it, which stops the whole
+// process. So the file is decoded in a child process that sends the image
+// back through a pipe; if the child dies, the file is reported as one GDCM
+// cannot read, and the program carries on.
+
+class PipeWriter {
+public:
+    explicit PipeWriter(int fd) : fd_(fd) {}
+    bool Bytes(const void* p, std::size_t n) {
+        const auto* q = static_cast<const char*>(p);
+        while (n > 0) {
+            const ssize_t k = ::write(fd_, q, n);
+            if (k < 0 && errno == EINTR) continue;
+            if (k <= 0) return false;
+            q += k;
+            n -= static_cast<std::size_t>(k);
+        }
+        return true;
+    }
+    template <class T>
+    bool Value(const T& v) {
+        return Bytes(&v, sizeof v);
+    }
+    bool String(const std::string& s) { return Value(s.size()) && Bytes(s.data(), s.size()); }
+    template <class T>
+    bool Fact(const std::optional<zetdip::host::Fact<T>>& f) {
+        if (!Value(f.has_value())) return false;
+        if (!f) return true;
+        if constexpr (std::is_same_v<T, std::string>)
+            return String(f->value) && String(f->source);
+        else
+            return Value(f->value) && String(f->source);
+    }
+
+private:
+    int fd_;
+};
+
+class PipeReader {
+public:
+    explicit PipeReader(int fd) : fd_(fd) {}
+    void Bytes(void* p, std::size_t n) {
+        auto* q = static_cast<char*>(p);
+        while (n > 0) {
+            const ssize_t k = ::read(fd_, q, n);
+            if (k < 0 && errno == EINTR) continue;
+            if (k <= 0) throw Incomplete();
+            q += k;
+            n -= static_cast<std::size_t>(k);
+        }
+    }
+    template <class T>
+    T Value() {
+        T v{};
+        Bytes(&v, sizeof v);
+        return v;
+    }
+    std::string String() {
+        const auto n = Value<std::size_t>();
+        if (n > (std::size_t{1} << 20)) throw Incomplete();
+        std::string s(n, '\0');
+        Bytes(s.data(), n);
+        return s;
+    }
+    template <class T>
+    std::optional<zetdip::host::Fact<T>> Fact() {
+        if (!Value<bool>()) return std::nullopt;
+        zetdip::host::Fact<T> f;
+        if constexpr (std::is_same_v<T, std::string>)
+            f.value = String();
+        else
+            f.value = Value<T>();
+        f.source = String();
+        return f;
+    }
+    struct Incomplete {};
+
+private:
+    int fd_;
+};
+
+bool SendImage(PipeWriter& w, const Image& image) {
+    bool ok = w.Value('I') && w.Value(image.nWidth) && w.Value(image.nHeight) &&
+              w.Value(image.nBitsStored) && w.Fact(image.rowSpacing) &&
+              w.Fact(image.columnSpacing) && w.Fact(image.laterality) && w.Fact(image.view) &&
+              w.String(image.patientOrientationRow) && w.String(image.patientOrientationColumn) &&
+              w.String(image.sopInstanceUid) && w.String(image.photometric) &&
+              w.String(image.transferSyntax) && w.Value(image.forProcessing.has_value()) &&
+              w.Value(image.forProcessing.value_or(false)) && w.Value(image.notes.size());
+    for (const std::string& note : image.notes) ok = ok && w.String(note);
+    return ok && w.Bytes(image.bytes.data(), image.bytes.size()) &&
+           w.Bytes(image.words.data(), image.words.size() * sizeof(unsigned short));
+}
+
+Image ReceiveImage(PipeReader& r, const std::string& path) {
+    Image image;
+    image.path = path;
+    image.format = "DICOM";
+    image.nWidth = r.Value<int>();
+    image.nHeight = r.Value<int>();
+    image.nBitsStored = r.Value<int>();
+    if (image.nWidth <= 0 || image.nHeight <= 0 || image.nBitsStored < 8 ||
+        image.nBitsStored > 16 || image.PixelCount() > kMaxPixels)
+        throw PipeReader::Incomplete();
+    image.rowSpacing = r.Fact<double>();
+    image.columnSpacing = r.Fact<double>();
+    image.laterality = r.Fact<Laterality>();
+    image.view = r.Fact<std::string>();
+    image.patientOrientationRow = r.String();
+    image.patientOrientationColumn = r.String();
+    image.sopInstanceUid = r.String();
+    image.photometric = r.String();
+    image.transferSyntax = r.String();
+    const bool bIntent = r.Value<bool>();
+    const bool bForProcessing = r.Value<bool>();
+    if (bIntent) image.forProcessing = bForProcessing;
+    const auto nNotes = r.Value<std::size_t>();
+    if (nNotes > 1000) throw PipeReader::Incomplete();
+    for (std::size_t i = 0; i < nNotes; ++i) image.notes.push_back(r.String());
+    if (image.Is8Bit()) {
+        image.bytes.resize(image.PixelCount());
+        r.Bytes(image.bytes.data(), image.bytes.size());
+    } else {
+        image.words.resize(image.PixelCount());
+        r.Bytes(image.words.data(), image.words.size() * sizeof(unsigned short));
+    }
+    return image;
+}
+
+// In the child: decode, send the image or the cause, and leave without
+// running the parent's exit handlers.
+[[noreturn]] void DecodeInChild(int fd, const std::string& path, const ReadOptions& options) {
+    PipeWriter w(fd);
+    int nStatus = 0;
+    try {
+        const Image image = Decode(path, options);
+        nStatus = SendImage(w, image) ? 0 : 2;
+    } catch (const Error& e) {
+        nStatus = w.Value('E') && w.String(e.Cause()) ? 0 : 2;
+    } catch (const std::bad_alloc&) {
+        nStatus = w.Value('E') && w.String("out of memory") ? 0 : 2;
+    } catch (const std::exception& e) {
+        nStatus = w.Value('E') && w.String(std::string("GDCM: ") + e.what()) ? 0 : 2;
+    } catch (...) {
+        nStatus = w.Value('E') && w.String("GDCM could not read the file") ? 0 : 2;
+    }
+    ::close(fd);
+    ::_exit(nStatus);
+}
+
+Image DecodeApart(const std::string& path, const ReadOptions& options) {
+    int fds[2];
+    if (::pipe(fds) != 0) throw Error(path, ErrnoText(errno));
+    const pid_t pid = ::fork();
+    if (pid < 0) {
+        const int nErr = errno;
+        ::close(fds[0]);
+        ::close(fds[1]);
+        throw Error(path, ErrnoText(nErr));
+    }
+    if (pid == 0) {
+        ::close(fds[0]);
+        DecodeInChild(fds[1], path, options);
+    }
+    ::close(fds[1]);
+    std::optional<Image> image;
+    std::string cause;
+    try {
+        PipeReader r(fds[0]);
+        const char kind = r.Value<char>();
+        if (kind == 'I')
+            image = ReceiveImage(r, path);
+        else if (kind == 'E')
+            cause = r.String();
+    } catch (const PipeReader::Incomplete&) {
+    } catch (...) {
+        ::close(fds[0]);
+        int nIgnored = 0;
+        ::waitpid(pid, &nIgnored, 0);
+        throw;
+    }
+    ::close(fds[0]);
+    int nStatus = 0;
+    while (::waitpid(pid, &nStatus, 0) < 0 && errno == EINTR) {
+    }
+    const bool bClean = WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 0;
+    if (bClean && image) return std::move(*image);
+    if (bClean && !cause.empty()) throw Error(path, cause);
+    throw Error(path, "malformed DICOM file: GDCM stopped while reading it");
+}
+
 }  // namespace
 
 Image ReadDicom(const std::string& path, const ReadOptions& options) {
     try {
-        return Decode(path, options);
+        CheckDicomStructure(path);
+        return DecodeApart(path, options);
     } catch (const Error&) {
         throw;
     } catch (const std::bad_alloc&) {

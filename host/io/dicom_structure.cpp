@@ -1,8 +1,8 @@
 // A walk over the elements of a DICOM file that checks that every header
-// and every value lies inside the file, before GDCM sees it: GDCM stops the
-// whole program on a failed assertion when a file ends early, so a
-// truncated file has to be recognised without it. Values are skipped, not
-// read; only the transfer syntax is taken from the file meta information.
+// and every value lies inside the file, before GDCM sees it: a truncated
+// file is refused with a cause that says where it ends, instead of failing
+// an assertion inside GDCM. Values are skipped, not read; only the transfer
+// syntax is taken from the file meta information.
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>

@@ -13,6 +13,7 @@
 #include <gdcmWriter.h>
 
 #include <cerrno>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <new>
@@ -206,6 +207,11 @@ void WriteFixture(const std::string& path, const DicomFixture& f) {
         path);
 
     io::WriteThroughTemporary(path, [&](const std::string& tmp) {
+        // GDCM stops the program when it cannot open its output file, so
+        // the file is created here first.
+        std::FILE* pProbe = std::fopen(tmp.c_str(), "wb");
+        if (!pProbe) throw Error(path, io::ErrnoText(errno));
+        std::fclose(pProbe);
         writer.SetFileName(tmp.c_str());
         errno = 0;
         if (!writer.Write())
@@ -240,10 +246,11 @@ void WriteFixture(const std::string& path, const DicomFixture& f) {
     });
 }
 
+// A decimal string of at most 16 characters, whatever the locale.
 std::string FormatDs(double d) {
     char text[32];
-    std::snprintf(text, sizeof text, "%.10g", d);
-    return text;
+    const auto result = std::to_chars(text, text + sizeof text, d, std::chars_format::general, 10);
+    return std::string(text, result.ptr);
 }
 
 }  // namespace

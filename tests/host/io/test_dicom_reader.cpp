@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -221,6 +222,14 @@ TEST(DicomGreyLevels, eight_bits_allocated_gives_an_8bit_image) {
         EXPECT_EQ(image.bytes, (std::vector<unsigned char>{255, 245, 0, 127})) << ts;
         EXPECT_TRUE(image.words.empty());
     }
+    // Eight bits stored in 16-bit words make an 8-bit image too.
+    DicomFixture wide = Plain({0x0100, 0x00FF, 0x8012, 7}, 2, 2);
+    wide.nBitsStored = 8;
+    wide.nHighBit = 7;
+    WriteDicom(path, wide);
+    const Image image = ReadImage(path, ReadOptions{});
+    EXPECT_TRUE(image.Is8Bit());
+    EXPECT_EQ(image.bytes, (std::vector<unsigned char>{0, 255, 0x12, 7}));
 }
 
 // ---- facts ------------------------------------------------------------------------
@@ -473,6 +482,67 @@ TEST(DicomRefusals, header_size_disagreeing_with_the_pixel_data) {
             PatchRows(path, 90, nRows);
             EXPECT_THROW(ReadImage(path, ReadOptions{}), Error) << ts << " rows " << nRows;
         }
+    }
+}
+
+TEST(DicomWriter, refuses_what_it_cannot_write_and_leaves_nothing_behind) {
+    TempDir dir;
+    const std::string path = dir.Path("w.dcm");
+    DicomFixture f = Plain({1, 2, 3}, 3, 1);
+    f.transferSyntaxUid = "1.2.3.4";
+    ExpectError([&] { WriteDicom(path, f); }, path, "unknown transfer syntax 1.2.3.4");
+    f.transferSyntaxUid = kJpeg2000Lossless;
+    ExpectError([&] { WriteDicom(path, f); }, path, "smaller than 16 x 16");
+    f.transferSyntaxUid.clear();
+    f.attributes.emplace_back("PatientName", "x");
+    ExpectError([&] { WriteDicom(path, f); }, path, "cannot write DICOM attribute PatientName");
+    f = Plain({1, 2, 3}, 2, 2);
+    ExpectError([&] { WriteDicom(path, f); }, path, "has 3 samples, its size needs 4");
+    DicomFixture odd;
+    odd.nWidth = 3;
+    odd.nHeight = 1;
+    odd.nBitsAllocated = 8;
+    odd.nBitsStored = 8;
+    odd.nHighBit = 7;
+    odd.bytes = {1, 2, 3};
+    odd.transferSyntaxUid = kRle;
+    ExpectError([&] { WriteDicom(path, odd); }, path, "odd number of 8-bit samples");
+    EXPECT_TRUE(dir.Files().empty());
+    ExpectError([&] { WriteDicom(dir.Path("none/w.dcm"), Plain({1}, 1, 1)); },
+                dir.Path("none/w.dcm"), "No such file or directory");
+}
+
+// GDCM stops the process on some malformed files; whatever bytes are
+// changed, reading ends in an image or an Error, and the tests go on.
+TEST(DicomRefusals, corrupt_bytes_never_stop_the_program) {
+    TempDir dir;
+    const auto& m = Small();
+    std::mt19937 rng(7);
+    for (const char* ts : {kExplicitLittle, kJpegLossless, kJpeg2000Lossless, kRle}) {
+        DicomFixture f = Store(m.image, m.nWidth, m.nHeight, {12, 11, false, false});
+        f.transferSyntaxUid = ts;
+        f.viewCodeValue = "R-10226";
+        f.viewCodeMeaning = "medio-lateral oblique";
+        const std::string path = dir.Path("good.dcm");
+        WriteDicom(path, f);
+        const std::string whole = Contents(path);
+        int nImages = 0, nErrors = 0;
+        for (int k = 0; k < 40; ++k) {
+            std::string bytes = whole;
+            for (int j = 0; j < 3; ++j)
+                bytes[128 + rng() % (bytes.size() - 128)] = static_cast<char>(rng());
+            const std::string bad = dir.Write("bad.dcm", bytes);
+            try {
+                const Image image = ReadImage(bad, ReadOptions{});
+                EXPECT_EQ(image.PixelCount(),
+                          image.Is8Bit() ? image.bytes.size() : image.words.size());
+                ++nImages;
+            } catch (const Error& e) {
+                EXPECT_EQ(e.File(), bad);
+                ++nErrors;
+            }
+        }
+        EXPECT_EQ(nImages + nErrors, 40) << ts;
     }
 }
 
