@@ -220,12 +220,32 @@ TEST_F(ZetdipCad, OutputDirectoryIsCreatedOrRefusedBeforeAnyWork) {
     EXPECT_EQ(Slurp(Path("blocker")), "x");
 }
 
+TEST_F(ZetdipCad, NonMammogramDicomIsRefused) {
+    // A secondary-capture DICOM of a plain picture, made by GDCM's tool.
+    if (std::system("command -v gdcmimg >/dev/null 2>&1") != 0) GTEST_SKIP() << "no gdcmimg";
+    std::string pgm = "P5\n100 80\n255\n";
+    for (int i = 0; i < 100 * 80; ++i) pgm += static_cast<char>(i % 251);
+    Write("plain.pgm", pgm);
+    ASSERT_EQ(std::system(("cd '" + dir_.Dir().string() +
+                           "' && gdcmimg -i plain.pgm -o plain.dcm -C 1.2.840.10008.5.1.4.1.1.2")
+                              .c_str()),
+              0);
+    const Outcome r = Cad("detect plain.dcm --pixel-size 0.1 --out o --quiet");
+    EXPECT_NE(r.code, 0);
+    ASSERT_EQ(Lines(r.err).size(), 1u) << r.err;
+    EXPECT_EQ(r.err.rfind("zetdip-cad: plain.dcm: not a mammogram", 0), 0u) << r.err;
+    EXPECT_TRUE(Outputs().empty());
+}
+
 #ifdef ZETDIP_SHARED_DATA
-// The digitised film's pixels as a 16-bit PNG: the circles lie inside the
-// image, in the breast half, and the overlay keeps the file's orientation.
-TEST_F(ZetdipCad, RealFilmAs16BitPng) {
+// The digitised film as DICOM (tags: laterality, Patient Orientation) and
+// its decoded pixels as a 16-bit PNG (no tags: side and row order from the
+// image) give the same clusters in the same file frame; they lie in the
+// breast half of the image.
+TEST_F(ZetdipCad, RealFilmSameClustersFromDicomAndPng) {
+    const std::string dicom = ZETDIP_SHARED_DATA "/mg1/MG1_J2KI.dcm";
     const std::string raw = ZETDIP_SHARED_DATA "/mg1/MG1_3064x4664_u16le.raw";
-    if (!fs::exists(raw)) GTEST_SKIP() << raw << " is absent";
+    if (!fs::exists(raw) || !fs::exists(dicom)) GTEST_SKIP() << "no mg1 data";
     const std::string bytes = Slurp(raw);
     const int W = 3064, H = 4664;
     std::vector<unsigned short> pixels(static_cast<std::size_t>(W) * H);
@@ -233,16 +253,28 @@ TEST_F(ZetdipCad, RealFilmAs16BitPng) {
         pixels[i] = static_cast<unsigned short>(static_cast<unsigned char>(bytes[2 * i]) |
                                                 static_cast<unsigned char>(bytes[2 * i + 1]) << 8);
     zetdip::host::WritePngGrey16(Path("mg1.png"), pixels.data(), W, H);
-    const Outcome r = Cad("detect mg1.png --pixel-size 0.05 --out o --quiet");
+    Outcome r = Cad("detect mg1.png --pixel-size 0.05 --out o --quiet");
     ASSERT_EQ(r.code, 0) << r.err;
-    const auto report = nlohmann::json::parse(Slurp(Path("o/mg1.json")));
-    EXPECT_EQ(report["input"]["bits_stored"], 12);
-    for (const auto& c : report["clusters"]) {
+    r = Cad("detect '" + dicom + "' --out o --quiet");
+    ASSERT_EQ(r.code, 0) << r.err;
+
+    const auto png = nlohmann::json::parse(Slurp(Path("o/mg1.json")));
+    const auto dcm = nlohmann::json::parse(Slurp(Path("o/MG1_J2KI.json")));
+    EXPECT_EQ(png["input"]["bits_stored"], 12);
+    EXPECT_EQ(png["chain"]["rows_flipped"]["source"], "image");
+    EXPECT_FALSE(dcm["input"]["sop_instance_uid"].get<std::string>().empty());
+    EXPECT_EQ(dcm["input"]["laterality"]["value"], "L");
+    EXPECT_EQ(dcm["chain"]["rows_flipped"]["source"], "PatientOrientation");
+    EXPECT_EQ(dcm["chain"]["breast_side"]["value"], "left");
+    EXPECT_EQ(png["chain"]["rows_flipped"]["value"], dcm["chain"]["rows_flipped"]["value"]);
+    EXPECT_EQ(png["clusters"], dcm["clusters"]);
+    for (const auto& c : dcm["clusters"]) {
         EXPECT_GE(c["x"].get<int>(), 0);
-        EXPECT_LT(c["x"].get<int>(), W / 2);  // the breast lies against the left edge
+        EXPECT_LT(c["x"].get<int>(), W / 2);
         EXPECT_GE(c["y"].get<int>(), 0);
         EXPECT_LT(c["y"].get<int>(), H);
     }
+    EXPECT_TRUE(fs::exists(Path("o/MG1_J2KI.png")));
 }
 #endif
 

@@ -9,6 +9,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <string>
 
 #include "detection_chain.h"
 #include "phantom.h"
@@ -132,6 +133,10 @@ TEST_P(PaddedFilm, CirclesLandOnTheClustersInTheFileFrame) {
 
 INSTANTIATE_TEST_SUITE_P(BothSidesBothWaysUp, PaddedFilm,
                          ::testing::Values(Hanging{false, true}, Hanging{true, true},
-                                           Hanging{false, false}, Hanging{true, false}));
+                                           Hanging{false, false}, Hanging{true, false}),
+                         [](const ::testing::TestParamInfo<Hanging>& info) {
+                             return std::string(info.param.bBreastOnRight ? "Right" : "Left") +
+                                    (info.param.bAxillaAtTop ? "AxillaAtTop" : "AxillaAtBottom");
+                         });
 
 }  // namespace
