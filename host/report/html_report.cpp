@@ -105,7 +105,8 @@ std::string Mm(const json& v) {
 }
 
 // Pixel spacing as "row × column mm (source)", whatever shape it is kept in:
-// one number, [row, column], or an object with row/column or value.
+// one number, [row, column], or an object with row_mm/column_mm, row/column
+// or value.
 std::string SpacingText(const json& result) {
     const char* keys[] = {"pixel_spacing", "pixel_spacing_mm", "pixel_size", "pixel_size_mm"};
     for (const char* key : keys) {
@@ -117,7 +118,9 @@ std::string SpacingText(const json& result) {
         } else if (f->is_array() && f->size() == 2) {
             text = Mm((*f)[0]) + " × " + Mm((*f)[1]);
         } else if (f->is_object()) {
-            if (f->contains("row") && f->contains("column"))
+            if (f->contains("row_mm") && f->contains("column_mm"))
+                text = Mm((*f)["row_mm"]) + " × " + Mm((*f)["column_mm"]);
+            else if (f->contains("row") && f->contains("column"))
                 text = Mm((*f)["row"]) + " × " + Mm((*f)["column"]);
             else if (f->contains("value"))
                 text = (*f)["value"].is_array() && (*f)["value"].size() == 2

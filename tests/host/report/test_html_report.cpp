@@ -61,7 +61,7 @@ std::string Result(const std::string& name, int nClusters) {
                     std::to_string(4 + k) + "}";
     return R"({"schema":"zetdip-cad/1","input":{"path":"/data/)" + name +
            R"(.dcm","width":300,"height":500,"bits_stored":12,"photometric":"MONOCHROME2",
-            "pixel_spacing":{"row":0.1,"column":0.0941,"source":"ImagerPixelSpacing"},
+            "pixel_spacing":{"row_mm":0.1,"column_mm":0.0941,"source":"ImagerPixelSpacing"},
             "laterality":{"value":"L","source":"ImageLaterality"},
             "view":{"value":"MLO","source":"ViewPosition"},"future_field":[1,2]},
             "steps":[],"clusters":[)" +
