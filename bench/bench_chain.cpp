@@ -8,6 +8,7 @@
 #include "bench_timing.h"
 #include "detection_chain.h"
 #include "phantom.h"
+#include "synthetic.h"
 
 int main() {
     const int w = 3000, h = 4000;
@@ -35,10 +36,8 @@ int main() {
 
     zetdip::phantom::Options options;
     options.dPixelSize = 0.05;
-    auto m = zetdip::phantom::MakeMammogram(options);
-    std::printf("detection chain (%d x %d): %8.1f ms\n", m.nWidth, m.nHeight, BestMs([&] {
-                    zetdip::host::RunDetectionChain(m.image, m.nWidth, m.nHeight, 12, 0.05,
-                                                        false);
-                }));
+    const auto image = zetdip::host::SyntheticImage(zetdip::phantom::MakeMammogram(options));
+    std::printf("detection chain (%d x %d): %8.1f ms\n", image.nWidth, image.nHeight,
+                BestMs([&] { zetdip::host::Detect(image, {}); }));
     return 0;
 }

@@ -12,11 +12,9 @@ namespace zetdip::host {
 void WriteFileAtomically(const std::string& path, const std::string& contents);
 
 // PNG writers (8-bit grey, 8-bit RGB interleaved, 16-bit grey), atomic.
-void WritePngGrey8(const std::string& path, const unsigned char* pixels, int nWidth,
-                   int nHeight);
+void WritePngGrey8(const std::string& path, const unsigned char* pixels, int nWidth, int nHeight);
 void WritePngRgb8(const std::string& path, const unsigned char* rgb, int nWidth, int nHeight);
-void WritePngGrey16(const std::string& path, const unsigned short* pixels, int nWidth,
-                    int nHeight);
+void WritePngGrey16(const std::string& path, const unsigned short* pixels, int nWidth, int nHeight);
 
 // A single-frame MG DICOM file of the image (uncompressed, or with the given
 // transfer syntax UID when GDCM can encode it), carrying its pixel spacing,

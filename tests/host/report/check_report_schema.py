@@ -1,0 +1,49 @@
+"""Runs zetdip-cad's default job in a scratch directory and checks that its
+report follows the shipped JSON Schema, and that the schema refuses reports
+that break it (so that a schema accepting everything cannot pass).
+
+usage: check_report_schema.py ZETDIP_CAD SCHEMA
+"""
+import copy
+import json
+import subprocess
+import sys
+import tempfile
+
+import jsonschema
+
+
+def main():
+    program, schema_path = sys.argv[1], sys.argv[2]
+    with open(schema_path) as f:
+        schema = json.load(f)
+    jsonschema.Draft202012Validator.check_schema(schema)
+    validator = jsonschema.Draft202012Validator(schema)
+    with tempfile.TemporaryDirectory() as work:
+        subprocess.run([program], cwd=work, check=True, stdout=subprocess.DEVNULL)
+        with open(work + "/zetdip-out/synthetic.json") as f:
+            report = json.load(f)
+    validator.validate(report)
+    assert report["status"] == "ok" and report["clusters"], "the default job marks clusters"
+
+    broken = []
+    for mutate in (
+        lambda r: r.pop("clusters"),
+        lambda r: r.update(status="error"),  # an error needs its text
+        lambda r: r.update(schema="zetdip-cad/2"),
+        lambda r: r["clusters"][0].pop("members"),
+        lambda r: r["input"]["pixel_spacing"].update(row_mm=0),
+        lambda r: r["steps"][0].update(returned="true"),
+    ):
+        r = copy.deepcopy(report)
+        mutate(r)
+        broken.append(r)
+    for r in broken:
+        if validator.is_valid(r):
+            sys.exit("schema accepts a broken report: " + json.dumps(r)[:200])
+    validator.validate({"schema": "zetdip-cad/1", "status": "error", "error": "cause",
+                        "input": {"path": "x.dcm"}})
+
+
+if __name__ == "__main__":
+    main()
