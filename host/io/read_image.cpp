@@ -71,6 +71,8 @@ Image ReadImage(const std::string& path, const ReadOptions& options) {
         throw Error(path, "out of memory");
     } catch (const std::exception& e) {
         throw Error(path, e.what());
+    } catch (...) {
+        throw Error(path, "unexpected failure while reading");
     }
 }
 

@@ -182,6 +182,193 @@ TEST(PgmFiles, malformed_headers_and_rasters_are_refused) {
     }
 }
 
+// ---- TIFF -------------------------------------------------------------------
+
+// A baseline TIFF written by hand, uncompressed, in one strip or in 16 x 16
+// tiles, little- or big-endian, so the reader is checked against a writer
+// other than libtiff.
+struct TiffSpec {
+    int nWidth = 0;
+    int nHeight = 0;
+    int nBits = 8;
+    int nSamples = 1;
+    int nPhotometric = 1;  // 0 min-is-white, 1 min-is-black, 2 RGB
+    bool bBigEndian = false;
+    bool bTiled = false;
+    std::vector<unsigned> samples;  // row-major, nSamples interleaved
+};
+
+std::string MakeTiff(const TiffSpec& t) {
+    const bool bBig = t.bBigEndian;
+    auto u16 = [bBig](std::string& out, unsigned v) {
+        const char a = static_cast<char>(v & 0xFF), b = static_cast<char>((v >> 8) & 0xFF);
+        out += bBig ? std::string{b, a} : std::string{a, b};
+    };
+    auto u32 = [&](std::string& out, unsigned v) {
+        u16(out, bBig ? v >> 16 : v & 0xFFFF);
+        u16(out, bBig ? v & 0xFFFF : v >> 16);
+    };
+    const unsigned nBytesPerSample = static_cast<unsigned>(t.nBits / 8);
+    auto sample = [&](std::string& out, unsigned v) {
+        if (nBytesPerSample == 2)
+            u16(out, v);
+        else
+            out += static_cast<char>(v);
+    };
+
+    // The pixel data: one strip, or tiles padded with zeros at the edges.
+    std::vector<std::string> blocks;
+    const int nTile = 16;
+    if (!t.bTiled) {
+        blocks.emplace_back();
+        for (unsigned v : t.samples) sample(blocks.back(), v);
+    } else {
+        for (int ty = 0; ty < t.nHeight; ty += nTile)
+            for (int tx = 0; tx < t.nWidth; tx += nTile) {
+                blocks.emplace_back();
+                for (int y = ty; y < ty + nTile; ++y)
+                    for (int x = tx; x < tx + nTile; ++x)
+                        sample(blocks.back(),
+                               x < t.nWidth && y < t.nHeight
+                                   ? t.samples[static_cast<std::size_t>(y) * t.nWidth + x]
+                                   : 0);
+            }
+    }
+    struct Entry {
+        unsigned tag, type;
+        std::vector<unsigned> values;
+    };
+    std::vector<unsigned> offsets, counts;
+    for (const auto& b : blocks) counts.push_back(static_cast<unsigned>(b.size()));
+    std::vector<Entry> entries = {{256, 4, {static_cast<unsigned>(t.nWidth)}},
+                                  {257, 4, {static_cast<unsigned>(t.nHeight)}},
+                                  {258, 3, {static_cast<unsigned>(t.nBits)}},
+                                  {259, 3, {1}},
+                                  {262, 3, {static_cast<unsigned>(t.nPhotometric)}}};
+    if (t.bTiled) {
+        entries.push_back({277, 3, {static_cast<unsigned>(t.nSamples)}});
+        entries.push_back({322, 4, {static_cast<unsigned>(nTile)}});
+        entries.push_back({323, 4, {static_cast<unsigned>(nTile)}});
+        entries.push_back({324, 4, std::vector<unsigned>(blocks.size())});
+        entries.push_back({325, 4, counts});
+    } else {
+        entries.push_back({273, 4, {0}});
+        entries.push_back({277, 3, {static_cast<unsigned>(t.nSamples)}});
+        entries.push_back({278, 4, {static_cast<unsigned>(t.nHeight)}});
+        entries.push_back({279, 4, counts});
+    }
+    // Layout: header, directory, arrays that do not fit an entry, data.
+    const unsigned nDirectory = 8 + 2 + 12 * static_cast<unsigned>(entries.size()) + 4;
+    unsigned nArrays = 0;
+    for (const Entry& e : entries)
+        if (e.values.size() > 1) nArrays += 4 * static_cast<unsigned>(e.values.size());
+    unsigned nData = nDirectory + nArrays;
+    for (const auto& b : blocks) {
+        offsets.push_back(nData);
+        nData += static_cast<unsigned>(b.size());
+    }
+    for (Entry& e : entries)
+        if (e.tag == 273 || e.tag == 324) e.values = offsets;
+
+    std::string out = bBig ? "MM" : "II";
+    u16(out, 42);
+    u32(out, 8);
+    u16(out, static_cast<unsigned>(entries.size()));
+    std::string arrays;
+    for (const Entry& e : entries) {
+        u16(out, e.tag);
+        u16(out, e.type);
+        u32(out, static_cast<unsigned>(e.values.size()));
+        if (e.values.size() > 1) {
+            u32(out, nDirectory + static_cast<unsigned>(arrays.size()));
+            for (unsigned v : e.values) u32(arrays, v);
+        } else if (e.type == 3) {
+            u16(out, e.values[0]);
+            u16(out, 0);
+        } else {
+            u32(out, e.values[0]);
+        }
+    }
+    u32(out, 0);  // no further directory
+    out += arrays;
+    for (const auto& b : blocks) out += b;
+    return out;
+}
+
+TEST(TiffFiles, grey_8_and_16_bit_in_both_byte_orders) {
+    TempDir dir;
+    TiffSpec t;
+    t.nWidth = 3;
+    t.nHeight = 2;
+    t.samples = {0, 1, 2, 128, 254, 255};
+    Image image = ReadImage(dir.Write("a.tif", MakeTiff(t)), WithPixelSize());
+    EXPECT_EQ(image.format, "TIFF");
+    EXPECT_EQ(image.nBitsStored, 8);
+    EXPECT_EQ(image.bytes, (std::vector<unsigned char>{0, 1, 2, 128, 254, 255}));
+
+    t.nPhotometric = 0;  // min-is-white: inverted so that dense tissue is bright
+    image = ReadImage(dir.Write("b.tif", MakeTiff(t)), WithPixelSize());
+    EXPECT_EQ(image.bytes, (std::vector<unsigned char>{255, 254, 253, 127, 1, 0}));
+
+    t.nPhotometric = 1;
+    t.nBits = 16;
+    t.samples = {0, 4095, 0x0102, 1000, 17, 2048};
+    for (bool bBig : {false, true}) {
+        t.bBigEndian = bBig;
+        image = ReadImage(dir.Write("c.tif", MakeTiff(t)), WithPixelSize());
+        EXPECT_EQ(image.nBitsStored, 12) << bBig;
+        EXPECT_EQ(image.words, (std::vector<unsigned short>{0, 4095, 0x0102, 1000, 17, 2048}))
+            << bBig;
+    }
+}
+
+TEST(TiffFiles, tiles_cut_at_the_image_edges) {
+    TempDir dir;
+    TiffSpec t;
+    t.nWidth = 37;
+    t.nHeight = 18;
+    t.nBits = 16;
+    t.bTiled = true;
+    std::vector<unsigned short> expected;
+    for (int i = 0; i < t.nWidth * t.nHeight; ++i) {
+        t.samples.push_back(static_cast<unsigned>(i * 7 % 1000));
+        expected.push_back(static_cast<unsigned short>(i * 7 % 1000));
+    }
+    const Image image = ReadImage(dir.Write("tiled.tif", MakeTiff(t)), WithPixelSize());
+    EXPECT_EQ(image.nWidth, 37);
+    EXPECT_EQ(image.nBitsStored, 10);
+    EXPECT_EQ(image.words, expected);
+}
+
+TEST(TiffFiles, colour_other_depths_and_truncation_are_refused) {
+    TempDir dir;
+    TiffSpec t;
+    t.nWidth = 2;
+    t.nHeight = 2;
+    t.nSamples = 3;
+    t.nPhotometric = 2;
+    t.samples = std::vector<unsigned>(12, 9);
+    std::string path = dir.Write("rgb.tif", MakeTiff(t));
+    ExpectError([&] { ReadImage(path, WithPixelSize()); }, path, "colour or alpha TIFF (3 samples");
+
+    t.nSamples = 2;  // grey and alpha
+    t.nPhotometric = 1;
+    t.samples.resize(8);
+    path = dir.Write("alpha.tif", MakeTiff(t));
+    ExpectError([&] { ReadImage(path, WithPixelSize()); }, path, "colour or alpha TIFF (2 samples");
+
+    TiffSpec g;
+    g.nWidth = 8;
+    g.nHeight = 8;
+    g.nBits = 16;
+    g.samples = std::vector<unsigned>(64, 300);
+    const std::string whole = MakeTiff(g);
+    for (std::size_t n : {std::size_t{6}, std::size_t{40}, whole.size() - 20}) {
+        path = dir.Write("cut.tif", whole.substr(0, n));
+        EXPECT_THROW(ReadImage(path, WithPixelSize()), Error) << n;
+    }
+}
+
 // ---- raw --------------------------------------------------------------------
 
 TEST(RawFiles, little_endian_words_and_an_exact_size) {
