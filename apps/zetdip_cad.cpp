@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "batch/batch.h"
 #include "chain/synthetic.h"
 #include "core/error.h"
 #include "phantom.h"
@@ -186,6 +187,73 @@ int RunDetect(const DetectArgs& a) {
     return nFailed == 0 ? 0 : 1;
 }
 
+// batch DIR|LIST.txt: the mammograms of a folder tree or a list.
+struct BatchArgs {
+    InputArgs input;
+    std::string source, shard, progress = "auto";
+    int jobs = 1;
+    bool resume = false;
+    double timeout = 600.0;
+};
+
+CLI::App* AddBatch(CLI::App& app, BatchArgs& a) {
+    auto* sub = app.add_subcommand(
+        "batch", "Process every mammogram of a folder tree or a list of files, N at a time");
+    sub->add_option("INPUT", a.source, "A folder (walked recursively) or a text file of paths")
+        ->required()
+        ->check(CLI::ExistingPath);
+    AddInputOptions(sub, a.input);
+    sub->add_option("-j,--jobs", a.jobs, "Files processed at the same time")
+        ->check(CLI::Range(1, 256))
+        ->capture_default_str();
+    sub->add_option("--shard", a.shard, "Take files K, K+N, K+2N, ... of the sorted list (K/N)")
+        ->check(CLI::Validator(
+            [](std::string& text) {
+                int k = 0, n = 0;
+                char rest = 0;
+                if (std::sscanf(text.c_str(), "%d/%d%c", &k, &n, &rest) != 2 || n < 1 || k < 1 ||
+                    k > n)
+                    return "'" + text + "' is not K/N with 1 <= K <= N (e.g. 2/4)";
+                return std::string();
+            },
+            "K/N"));
+    sub->add_flag("--resume", a.resume, "Skip files whose JSON report is complete");
+    sub->add_option("--timeout", a.timeout, "Seconds one file may take before it is stopped")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    sub->add_option("--progress", a.progress,
+                    "auto (a bar on a terminal, lines otherwise), bar, lines, jsonl or none")
+        ->check(CLI::IsMember({"auto", "bar", "lines", "jsonl", "none"}))
+        ->capture_default_str();
+    return sub;
+}
+
+int RunBatchCommand(const BatchArgs& a) {
+    zetdip::host::BatchOptions options;
+    options.input = a.source;
+    options.process = ToProcessOptions(a.input);
+    options.jobs = a.jobs;
+    options.resume = a.resume;
+    options.timeLimitSeconds = a.timeout;
+    if (!a.shard.empty())
+        std::sscanf(a.shard.c_str(), "%d/%d", &options.shardIndex, &options.shardCount);
+    using zetdip::host::Progress;
+    options.progress = a.input.quiet           ? Progress::None
+                       : a.progress == "bar"   ? Progress::Bar
+                       : a.progress == "lines" ? Progress::Lines
+                       : a.progress == "jsonl" ? Progress::Jsonl
+                       : a.progress == "none"  ? Progress::None
+                                               : Progress::Auto;
+    try {
+        const auto summary = zetdip::host::RunBatch(options, stderr);
+        std::printf("%s\n%s\n", summary.imagesCsv.c_str(), summary.clustersCsv.c_str());
+        return summary.failed == 0 ? 0 : 1;
+    } catch (const Error& e) {
+        Fail(e.what());
+        return 1;
+    }
+}
+
 // No arguments: the synthetic mammogram, into ./zetdip-out/.
 int RunDefault() {
     ProcessOptions options;
@@ -223,6 +291,8 @@ int main(int argc, char** argv) {
         app.require_subcommand(1);
         DetectArgs detect;
         auto* detectCommand = AddDetect(app, detect);
+        BatchArgs batch;
+        auto* batchCommand = AddBatch(app, batch);
         try {
             app.parse(argc, argv);
         } catch (const CLI::Success& e) {  // --help, --version
@@ -232,6 +302,7 @@ int main(int argc, char** argv) {
             return e.get_exit_code() != 0 ? e.get_exit_code() : 2;
         }
         if (detectCommand->parsed()) return RunDetect(detect);
+        if (batchCommand->parsed()) return RunBatchCommand(batch);
         return 2;
     } catch (const std::bad_alloc&) {
         Fail("out of memory");

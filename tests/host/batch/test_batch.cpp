@@ -1,0 +1,287 @@
+// The batch driver: which files it takes, shards, the CSV tables, crashes
+// and hangs in one file, and the program's resume after an interrupted run.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+#include <thread>
+
+#include "batch/batch.h"
+#include "chain/synthetic.h"
+#include "core/error.h"
+#include "host/io/temp_dir.h"
+#include "io/write_image.h"
+#include "phantom.h"
+
+namespace zetdip::host {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::TempDir;
+
+std::string ReadText(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+}
+
+// A small synthetic mammogram as a 16-bit PNG (no pixel size inside).
+void WritePhantomPng(const std::string& path, unsigned seed) {
+    phantom::Options o;
+    o.dWidthMm = 60.0;
+    o.dHeightMm = 80.0;
+    o.nSeed = seed;
+    o.clusterSizes = {6};
+    const Image image = SyntheticImage(phantom::MakeMammogram(o));
+    WritePngGrey16(path, image.words.data(), image.nWidth, image.nHeight);
+}
+
+TEST(BatchInputs, FolderTreeSortedWithoutHiddenFilesAndShardsCoverEveryFileOnce) {
+    TempDir dir;
+    fs::create_directories(dir.Dir() / "b" / "c");
+    fs::create_directories(dir.Dir() / ".cache");
+    for (const char* name : {"z.dcm", "a.png", "b/x.txt", "b/c/y.dcm", ".hidden", ".cache/k.dcm"})
+        dir.Write(name, "x");
+    const auto files = ListInputs(dir.Dir().string());
+    const std::string root = dir.Dir().string() + "/";
+    EXPECT_EQ(files, (std::vector<std::string>{root + "a.png", root + "b/c/y.dcm", root + "b/x.txt",
+                                               root + "z.dcm"}));
+    for (int n = 1; n <= 5; ++n) {
+        std::multiset<std::string> seen;
+        for (int k = 1; k <= n; ++k)
+            for (const auto& f : Shard(files, k, n)) seen.insert(f);
+        EXPECT_EQ(seen, std::multiset<std::string>(files.begin(), files.end())) << n;
+    }
+    EXPECT_EQ(Shard(files, 2, 3), (std::vector<std::string>{root + "b/c/y.dcm"}));
+    EXPECT_TRUE(Shard(files, 4, 3).empty());
+}
+
+TEST(BatchInputs, ListResolvesRelativePathsAgainstItsFolderAndIgnoresComments) {
+    TempDir dir;
+    const std::string list =
+        dir.Write("list.txt", "# archive\n\n  scans/b.dcm  \n/abs/a.png\nscans/b.dcm\n");
+    EXPECT_EQ(ListInputs(list), (std::vector<std::string>{"/abs/a.png", dir.Path("scans/b.dcm")}));
+    EXPECT_THROW(ListInputs(dir.Path("missing.txt")), Error);
+    // Results mirror the input's folders; files outside it keep their own tree.
+    EXPECT_EQ(OutputDirectoryFor(dir.Path("scans/b.dcm"), list, "/out"), "/out/scans");
+    EXPECT_EQ(OutputDirectoryFor("/abs/a.png", list, "/out"), "/out/abs");
+    EXPECT_EQ(OutputDirectoryFor(dir.Path("top.dcm"), dir.Dir().string(), "/out"), "/out");
+}
+
+TEST(BatchInputs, TakesMammogramsAndSaysWhyOthersAreSkipped) {
+    TempDir dir;
+    const std::string png = dir.Path("m.png");
+    WritePngGrey16(png, std::vector<unsigned short>(4, 7).data(), 2, 2);
+    ReadOptions read;
+    EXPECT_EQ(WhySkipped(png, read), "no pixel size: pass --pixel-size");
+    read.pixelSize = 0.1;
+    EXPECT_EQ(WhySkipped(png, read), std::nullopt);
+    EXPECT_EQ(WhySkipped(dir.Write("notes.txt", "not an image at all"), read), "not an image");
+    std::string fakeDicom(128, '\0');
+    fakeDicom += "DICMgarbage";
+    EXPECT_EQ(WhySkipped(dir.Write("broken.dcm", fakeDicom), read), "not a readable DICOM file");
+}
+
+TEST(BatchTables, RowsComeFromTheReportAndQuoteWhatNeedsIt) {
+    const std::string report = R"({"schema": "zetdip-cad/1", "status": "ok",
+        "input": {"width": 30, "height": 40, "bits_stored": 12,
+                  "pixel_spacing": {"row_mm": 0.07, "column_mm": 0.07, "source": "ImagerPixelSpacing"},
+                  "laterality": {"value": "L", "source": "ImageLaterality"},
+                  "view": {"value": "MLO", "source": "ViewPosition"}},
+        "steps": [{"name": "CreateMaskOfBreast", "returned": true},
+                  {"name": "IsOnTheRightOrLeftSideOfTheImage", "returned": 0}],
+        "clusters": [{"x": 3, "y": 4, "radius": 5.5, "x_mm": 0.21, "y_mm": 0.28,
+                      "radius_mm": 0.385, "members": 6}]})";
+    FileOutcome o;
+    o.path = "a,\"b\".dcm";
+    o.status = "ok";
+    o.seconds = 1.23456;
+    EXPECT_EQ(ImagesCsvRow(o, report),
+              "\"a,\"\"b\"\".dcm\",ok,,30,40,12,0.07,0.07,ImagerPixelSpacing,L,ImageLaterality,"
+              "MLO,CreateMaskOfBreast=true;IsOnTheRightOrLeftSideOfTheImage=0,1,1.235\n");
+    EXPECT_EQ(ClustersCsvRows("p.dcm", report), "p.dcm,1,3,4,5.5,0.21,0.28,0.385,6\n");
+    // No report (skipped, crashed): the outcome alone.
+    o = FileOutcome{"x.txt", "skipped", "not an image", "", 0.0};
+    EXPECT_EQ(ImagesCsvRow(o, ""), "x.txt,skipped,not an image,,,,,,,,,,,,0.000\n");
+    EXPECT_EQ(ClustersCsvRows("x.txt", "{broken"), "");
+    EXPECT_EQ(Lines(ImagesCsvHeader())[0].find("path,status,error,"), 0u);
+}
+
+// A stand-in for the chain: writes a report with one cluster per digit in
+// the file's name, crashes on "crash", hangs on "hang".
+FileOutcome FakeWork(const std::string& path, const ProcessOptions& options) {
+    const std::string name = fs::path(path).filename().string();
+    if (name.find("crash") != std::string::npos) std::abort();
+    if (name.find("hang") != std::string::npos) std::this_thread::sleep_for(std::chrono::hours(1));
+    FileOutcome o{path, "ok", "", "", 0.0};
+    std::string clusters;
+    for (char c : name)
+        if (c >= '0' && c <= '9')
+            clusters += std::string(clusters.empty() ? "" : ",") + "{\"x\": " + c + ", \"y\": 1}";
+    o.jsonPath = (fs::path(options.outDir) / (OutputStem(path) + ".json")).string();
+    WriteFileAtomically(o.jsonPath,
+                        "{\"schema\": \"zetdip-cad/1\", \"status\": \"ok\", "
+                        "\"clusters\": [" +
+                            clusters + "]}");
+    return o;
+}
+
+TEST(BatchRun, CrashAndHangInOneFileLoseNoOtherAndProgressIsMachineReadable) {
+    TempDir in, out;
+    fs::create_directories(in.Dir() / "sub");
+    for (const char* name : {"a12.png", "crash.png", "hang.png", "sub/b3.png", "c.png"})
+        in.Write(name, "x");
+    BatchOptions options;
+    options.input = in.Dir().string();
+    options.process.outDir = out.Dir().string();
+    options.jobs = 2;
+    options.timeLimitSeconds = 1.0;
+    options.progress = Progress::Jsonl;
+    std::FILE* progress = std::tmpfile();
+    const BatchSummary s = RunBatch(options, progress, FakeWork);
+    EXPECT_EQ(s.files, 5);
+    EXPECT_EQ(s.ok, 3);
+    EXPECT_EQ(s.failed, 2);
+
+    std::map<std::string, std::string> status;
+    for (const auto& line : Lines(ReadText(s.imagesCsv))) {
+        const auto comma = line.find(',');
+        status[fs::path(line.substr(0, comma)).filename().string()] =
+            line.substr(comma + 1, line.find(',', comma + 1) - comma - 1);
+    }
+    EXPECT_EQ(status["a12.png"], "ok");
+    EXPECT_EQ(status["b3.png"], "ok");
+    EXPECT_EQ(status["crash.png"], "crashed");
+    EXPECT_EQ(status["hang.png"], "timeout");
+    EXPECT_TRUE(fs::exists(out.Dir() / "sub" / "b3.json"));  // mirrors the input tree
+    // One cluster row per cluster: 2 for a12, 1 for b3.
+    EXPECT_EQ(Lines(ReadText(s.clustersCsv)).size(), 1u + 3u);
+
+    std::rewind(progress);
+    std::string text;
+    for (int c; (c = std::fgetc(progress)) != EOF;) text += static_cast<char>(c);
+    std::fclose(progress);
+    const auto events = Lines(text);
+    ASSERT_EQ(events.size(), 7u);
+    EXPECT_EQ(events.front(), "{\"event\":\"start\",\"files\":5}");
+    EXPECT_NE(events[5].find("\"done\":5"), std::string::npos);
+    EXPECT_NE(events.back().find("\"event\":\"end\""), std::string::npos);
+}
+
+// ---- the program ----------------------------------------------------------------
+
+int Shell(const std::string& command) {
+    const int status = std::system(command.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+class BatchProgram : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        archive_ = new TempDir();
+        for (unsigned i = 0; i < 6; ++i)
+            WritePhantomPng(archive_->Path("m" + std::to_string(i) + ".png"), 10 + i);
+        archive_->Write("corrupt.png", std::string("\x89PNG\r\n\x1a\n", 8) + "truncated");
+        archive_->Write("README.txt", "not a mammogram");
+    }
+    static void TearDownTestSuite() { delete archive_; }
+
+    std::string Command(const TempDir& out, const std::string& extra) const {
+        return std::string(ZETDIP_CAD_PROGRAM) + " batch " + archive_->Dir().string() +
+               " --pixel-size 0.1 --out " + out.Dir().string() + " >/dev/null " + extra;
+    }
+
+    static TempDir* archive_;
+};
+TempDir* BatchProgram::archive_ = nullptr;
+
+std::map<std::string, int> RowsPerFile(const std::string& csv) {
+    std::map<std::string, int> rows;
+    const auto lines = Lines(ReadText(csv));
+    for (std::size_t i = 1; i < lines.size(); ++i)
+        ++rows[fs::path(lines[i].substr(0, lines[i].find(','))).filename().string()];
+    return rows;
+}
+
+TEST_F(BatchProgram, CorruptFileAmongGoodOnesAndPlainProgressLines) {
+    TempDir out;
+    const std::string log = out.Path("log.txt");
+    EXPECT_EQ(Shell(Command(out, "-j 2 --progress=auto 2>" + log)), 1);  // one file failed
+    const std::string images = ReadText(out.Path("images.csv"));
+    EXPECT_EQ(RowsPerFile(out.Path("images.csv")).size(), 8u);
+    EXPECT_NE(images.find("corrupt.png,error,"), std::string::npos);
+    EXPECT_NE(images.find("README.txt,skipped,not an image"), std::string::npos);
+    EXPECT_NE(images.find("m3.png,ok,,600,800,"), std::string::npos);
+    // stderr is a file here: one plain line per file, then the totals.
+    const auto lines = Lines(ReadText(log));
+    ASSERT_EQ(lines.size(), 9u);
+    EXPECT_NE(lines[0].find("zetdip-cad: [1/8] "), std::string::npos);
+    EXPECT_NE(lines[0].find("files/s, ETA "), std::string::npos);
+    EXPECT_NE(lines[8].find("8 files: 6 ok, 1 failed, 1 skipped"), std::string::npos);
+}
+
+TEST_F(BatchProgram, ResumeAfterAKilledRunDoesEachFileOnce) {
+    TempDir out;
+    const std::string command = Command(out, "-j 1 --progress=none");
+    const pid_t pid = ::fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+        ::execl("/bin/sh", "sh", "-c", ("exec " + command).c_str(), static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    // Kill it once some files are done and others are not.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+    while (RowsPerFile(out.Path("images.csv")).size() < 3 &&
+           std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    ::kill(pid, SIGKILL);
+    ::waitpid(pid, nullptr, 0);
+    const auto before = RowsPerFile(out.Path("images.csv"));
+    ASSERT_GE(before.size(), 3u);
+    ASSERT_LT(before.size(), 8u);
+
+    const std::string log = out.Path("log.txt");
+    EXPECT_EQ(Shell(Command(out, "-j 2 --resume --progress=jsonl 2>" + log)), 1);
+    const auto after = RowsPerFile(out.Path("images.csv"));
+    EXPECT_EQ(after.size(), 8u);
+    for (const auto& [file, n] : after) EXPECT_EQ(n, 1) << file;
+    const std::string end = Lines(ReadText(log)).back();
+    EXPECT_NE(end.find("\"resumed\":" + std::to_string(before.size())), std::string::npos) << end;
+    // Every cluster row belongs to a file that was processed once.
+    for (const auto& [file, n] : RowsPerFile(out.Path("clusters.csv")))
+        EXPECT_EQ(after.count(file), 1u) << file;
+}
+
+TEST_F(BatchProgram, ShardsTogetherCoverTheArchiveOnce) {
+    TempDir out;
+    for (int k = 1; k <= 3; ++k)
+        Shell(Command(out, "--progress=none --shard " + std::to_string(k) + "/3"));
+    std::map<std::string, int> all;
+    for (int k = 1; k <= 3; ++k)
+        for (const auto& [file, n] :
+             RowsPerFile(out.Path("images.shard-" + std::to_string(k) + "-of-3.csv")))
+            all[file] += n;
+    EXPECT_EQ(all.size(), 8u);
+    for (const auto& [file, n] : all) EXPECT_EQ(n, 1) << file;
+    EXPECT_NE(Shell(Command(out, "--shard 4/3 2>/dev/null")), 0);
+}
+
+}  // namespace
+}  // namespace zetdip::host
