@@ -3,6 +3,7 @@
 #include <png.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -217,10 +218,31 @@ bool WriteThumbnail(const fs::path& overlay, const fs::path& thumbnail) {
     return !ec;
 }
 
-Row ReadRow(const fs::path& jsonPath, const fs::path& filesDir) {
+// A relative path as a URL: each byte outside the unreserved set escaped,
+// the separators kept.
+std::string UrlPath(const std::string& path) {
+    static const char* kHex = "0123456789ABCDEF";
+    std::string out;
+    for (unsigned char c : path) {
+        if (std::isalnum(c) || c == '-' || c == '_' || c == '.' || c == '~' || c == '/') {
+            out += static_cast<char>(c);
+        } else {
+            out += '%';
+            out += kHex[c >> 4];
+            out += kHex[c & 15];
+        }
+    }
+    return out;
+}
+
+// stem: the result's path below the report's directory without ".json"
+// ("a/b/MG1" for a batch that mirrored folders); its overlay and thumbnail
+// go by the same relative name.
+Row ReadRow(const fs::path& dir, const std::string& stem, const fs::path& filesDir) {
+    const fs::path jsonPath = dir / (stem + ".json");
     Row row;
-    row.stem = jsonPath.stem().string();
-    row.file = jsonPath.filename().string();
+    row.stem = stem;
+    row.file = stem + ".json";
     json result;
     try {
         std::ifstream in(jsonPath);
@@ -253,14 +275,15 @@ Row ReadRow(const fs::path& jsonPath, const fs::path& filesDir) {
             row.clusters.push_back(text);
         }
     }
-    const fs::path overlay = jsonPath.parent_path() / (row.stem + ".png");
+    const fs::path overlay = dir / (stem + ".png");
     std::error_code missing;
     if (fs::is_regular_file(overlay, missing)) {
-        row.overlay = overlay.filename().string();
+        row.overlay = UrlPath(stem + ".png");
+        const fs::path thumbnail = filesDir / (stem + ".png");
         std::error_code ec;
-        fs::create_directories(filesDir, ec);
-        if (!ec && WriteThumbnail(overlay, filesDir / (row.stem + ".png")))
-            row.thumbnail = filesDir.filename().string() + "/" + row.stem + ".png";
+        fs::create_directories(thumbnail.parent_path(), ec);
+        if (!ec && WriteThumbnail(overlay, thumbnail))
+            row.thumbnail = UrlPath(filesDir.filename().string() + "/" + stem + ".png");
     }
     return row;
 }
@@ -301,19 +324,25 @@ ul { margin: 0; padding-left: 1.2em; }
 
 int WriteHtmlReport(const std::string& outDir) {
     const fs::path dir(outDir);
-    std::vector<fs::path> results;
+    const fs::path filesDir = dir / "report_files";
+    // A batch mirrors the input's folders below the output directory.
+    std::vector<std::string> stems;
     std::error_code ec;
-    for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
+    for (fs::recursive_directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
         std::error_code notFile;
-        if (it->path().extension() == ".json" && it->is_regular_file(notFile))
-            results.push_back(*it);
+        if (it->path() == filesDir) {
+            it.disable_recursion_pending();
+        } else if (it->path().extension() == ".json" && it->is_regular_file(notFile)) {
+            fs::path rel = it->path().lexically_relative(dir);
+            stems.push_back(rel.replace_extension().generic_string());
+        }
     }
     if (ec) throw Error(outDir, "cannot list the results: " + ec.message());
-    std::sort(results.begin(), results.end());
+    std::sort(stems.begin(), stems.end());
 
-    const fs::path filesDir = dir / "report_files";
     std::vector<Row> rows;
-    for (const fs::path& p : results) {
+    for (const std::string& stem : stems) {
+        const fs::path p = dir / (stem + ".json");
         // Other JSON files in the folder (a summary, a manifest) are not results.
         try {
             std::ifstream in(p);
@@ -324,7 +353,7 @@ int WriteHtmlReport(const std::string& outDir) {
         } catch (const json::exception&) {
             // A result cut short still gets a row, with its error.
         }
-        rows.push_back(ReadRow(p, filesDir));
+        rows.push_back(ReadRow(dir, stem, filesDir));
     }
 
     int nFailed = 0, nClusters = 0;
@@ -345,10 +374,10 @@ int WriteHtmlReport(const std::string& outDir) {
         html << "<tr class=\"image" << (bFailed ? " failed" : "") << "\" data-file=\""
              << Escape(r.stem) << "\" data-clusters=\"" << r.nClusters << "\">\n<td>";
         if (!r.thumbnail.empty())
-            html << "<a href=\"" << Escape(r.overlay) << "\"><img src=\"" << Escape(r.thumbnail)
+            html << "<a href=\"" << r.overlay << "\"><img src=\"" << r.thumbnail
                  << "\" alt=\"overlay of " << Escape(r.stem) << "\"></a>";
         else if (!r.overlay.empty())
-            html << "<a href=\"" << Escape(r.overlay) << "\">overlay</a>";
+            html << "<a href=\"" << r.overlay << "\">overlay</a>";
         html << "</td>\n<td>" << Escape(r.file) << "</td>\n<td>" << Escape(r.laterality);
         if (!r.view.empty()) html << "<br>" << Escape(r.view);
         html << "</td>\n<td>" << Escape(r.spacing) << "</td>\n<td"

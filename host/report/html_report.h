@@ -8,11 +8,12 @@
 namespace zetdip::host {
 
 // Writes outDir/report.html (through a temporary name and a rename) from
-// the per-image results in outDir: every "*.json" whose schema is
-// "zetdip-cad/..." makes one row (laterality and view, pixel spacing,
-// status, warnings, clusters with their size in mm), and an image that
-// failed shows its error. The overlay "<stem>.png" beside a result is shrunk
-// into outDir/report_files/ as the row's thumbnail and linked in full. The
+// the per-image results in outDir and its subdirectories: every "*.json"
+// whose schema is "zetdip-cad/..." makes one row (laterality and view, pixel
+// spacing, status, warnings, clusters with their size in mm), and an image
+// that failed shows its error. The overlay "<stem>.png" beside a result is
+// shrunk into outDir/report_files/ (same relative name) as the row's
+// thumbnail and linked in full. The
 // page is self-contained (no network) and sorts by the number of clusters
 // when its column header is clicked, or on opening with "#sort=clusters"
 // (most first) or "#sort=clusters-asc". Returns the number of rows; throws

@@ -136,11 +136,15 @@ TEST_F(HtmlReport, RowPerResultThumbnailsAndBrowser) {
                   "error":"no pixel size; pass --pixel-size <mm> & retry"})");
     WriteText(out_ / "e_cut.json", R"({"schema":"zetdip-cad/1","input":{"pa)");
     WriteText(out_ / "summary.json", R"({"images":4})");
+    // A batch mirrors the input's folders; names need escaping in links.
+    fs::create_directories(out_ / "scan 2");
+    WriteText(out_ / "scan 2" / "f#1.json", Result("f#1", 1));
+    WriteOverlay(out_ / "scan 2" / "f#1.png", 100, 100);
 
-    EXPECT_EQ(zetdip::host::WriteHtmlReport(out_.string()), 5);
+    EXPECT_EQ(zetdip::host::WriteHtmlReport(out_.string()), 6);
     EXPECT_FALSE(fs::exists(out_ / "report.html.tmp"));
     const std::string html = ReadText(out_ / "report.html");
-    EXPECT_NE(html.find("5 images, 2 failed, 7 clusters found."), std::string::npos);
+    EXPECT_NE(html.find("6 images, 2 failed, 8 clusters found."), std::string::npos);
     EXPECT_NE(html.find("pass --pixel-size &lt;mm&gt; &amp; retry"), std::string::npos);
     EXPECT_NE(html.find("unreadable result"), std::string::npos);
     EXPECT_NE(html.find("0.1 × 0.0941 mm (ImagerPixelSpacing)"), std::string::npos);
@@ -153,7 +157,8 @@ TEST_F(HtmlReport, RowPerResultThumbnailsAndBrowser) {
     const struct {
         const char* stem;
         int w, h;
-    } expected[] = {{"a_two", 144, 240}, {"b_none", 240, 160}, {"c_five", 60, 40}};
+    } expected[] = {
+        {"a_two", 144, 240}, {"b_none", 240, 160}, {"c_five", 60, 40}, {"scan 2/f#1", 100, 100}};
     for (const auto& e : expected) {
         const Png t = ReadPng(out_ / "report_files" / (std::string(e.stem) + ".png"));
         EXPECT_EQ(t.w, e.w) << e.stem;
@@ -176,11 +181,33 @@ TEST_F(HtmlReport, RowPerResultThumbnailsAndBrowser) {
         at += key.size();
         order.push_back(dom.substr(at, dom.find('"', at) - at));
     }
-    ASSERT_EQ(order.size(), 5u) << dom;
+    ASSERT_EQ(order.size(), 6u) << dom;
     EXPECT_EQ(order[0], "c_five");
     EXPECT_EQ(order[1], "a_two");
-    EXPECT_EQ(order[2], "b_none");
+    EXPECT_EQ(order[2], "scan 2/f#1");
+    EXPECT_EQ(order[3], "b_none");
+    EXPECT_NE(dom.find("src=\"report_files/scan%202/f%231.png\""), std::string::npos);
     EXPECT_NE(dom.find("aria-sort=\"descending\""), std::string::npos);
+    // The browser does not complain about a missing picture: every link and
+    // picture must name a file beside the page.
+    int nLinks = 0;
+    for (const std::string attribute : {"src=\"", "href=\""})
+        for (std::size_t at = dom.find(attribute); at != std::string::npos;
+             at = dom.find(attribute, at)) {
+            at += attribute.size();
+            const std::string url = dom.substr(at, dom.find('"', at) - at);
+            std::string file;
+            for (std::size_t i = 0; i < url.size(); ++i)
+                if (url[i] == '%' && i + 2 < url.size()) {
+                    file += static_cast<char>(std::stoi(url.substr(i + 1, 2), nullptr, 16));
+                    i += 2;
+                } else {
+                    file += url[i];
+                }
+            EXPECT_TRUE(fs::is_regular_file(out_ / file)) << url;
+            ++nLinks;
+        }
+    EXPECT_EQ(nLinks, 8);  // thumbnail and overlay of four images
 
     const fs::path shot = dir_ / "report.png";
     const std::string log = Browser(
