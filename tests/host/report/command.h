@@ -6,7 +6,9 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace zetdip::test {
 
@@ -25,6 +27,28 @@ inline std::string CommandOutput(const std::string& command) {
 
 inline bool HaveTool(const std::string& tool) {
     return std::system(("command -v " + tool + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+// Runs headless chromium with a fresh profile; returns its log, where the
+// page's console messages appear, and what it printed (the DOM for
+// --dump-dom).
+inline std::string Browser(const std::string& profile, const std::string& args) {
+    return CommandOutput(
+        "chromium --headless --no-sandbox --disable-gpu --disable-quic --no-first-run "
+        "--disable-background-networking --disable-component-update --disable-sync "
+        "--enable-logging=stderr --v=0 --user-data-dir='" +
+        profile + "' " + args);
+}
+
+// Lines in which the page's scripts complained.
+inline std::vector<std::string> ConsoleLines(const std::string& log) {
+    std::vector<std::string> lines;
+    std::istringstream in(log);
+    for (std::string line; std::getline(in, line);)
+        if (line.find(":CONSOLE") != std::string::npos ||
+            line.find("Uncaught") != std::string::npos)
+            lines.push_back(line);
+    return lines;
 }
 
 }  // namespace zetdip::test

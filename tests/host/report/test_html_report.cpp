@@ -18,7 +18,9 @@
 #include "report/html_report.h"
 
 namespace fs = std::filesystem;
+using zetdip::test::Browser;
 using zetdip::test::CommandOutput;
+using zetdip::test::ConsoleLines;
 using zetdip::test::HaveTool;
 
 namespace {
@@ -88,25 +90,6 @@ Png ReadPng(const fs::path& path) {
     return out;
 }
 
-std::string Browser(const fs::path& profile, const std::string& args) {
-    return CommandOutput(
-        "chromium --headless --no-sandbox --disable-gpu --disable-quic --no-first-run "
-        "--disable-background-networking --disable-component-update --disable-sync "
-        "--enable-logging=stderr --v=0 --user-data-dir='" +
-        profile.string() + "' " + args);
-}
-
-// Lines in which the page's scripts or resources complained.
-std::vector<std::string> ConsoleLines(const std::string& log) {
-    std::vector<std::string> lines;
-    std::istringstream in(log);
-    for (std::string line; std::getline(in, line);)
-        if (line.find(":CONSOLE") != std::string::npos ||
-            line.find("Uncaught") != std::string::npos)
-            lines.push_back(line);
-    return lines;
-}
-
 class HtmlReport : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -172,7 +155,7 @@ TEST_F(HtmlReport, RowPerResultThumbnailsAndBrowser) {
 
     if (!HaveTool("chromium")) GTEST_SKIP() << "chromium not installed";
     const std::string url = "'file://" + (out_ / "report.html").string() + "#sort=clusters'";
-    const std::string dom = Browser(dir_ / "profile1", "--dump-dom " + url);
+    const std::string dom = Browser((dir_ / "profile1").string(), "--dump-dom " + url);
     EXPECT_EQ(ConsoleLines(dom), std::vector<std::string>{}) << dom;
     // Every row, most clusters first, the failed ones last.
     std::vector<std::string> order;
@@ -210,8 +193,9 @@ TEST_F(HtmlReport, RowPerResultThumbnailsAndBrowser) {
     EXPECT_EQ(nLinks, 8);  // thumbnail and overlay of four images
 
     const fs::path shot = dir_ / "report.png";
-    const std::string log = Browser(
-        dir_ / "profile2", "--window-size=1280,1400 --screenshot='" + shot.string() + "' " + url);
+    const std::string log =
+        Browser((dir_ / "profile2").string(),
+                "--window-size=1280,1400 --screenshot='" + shot.string() + "' " + url);
     EXPECT_EQ(ConsoleLines(log), std::vector<std::string>{}) << log;
     const Png s = ReadPng(shot);
     EXPECT_EQ(s.w, 1280);
@@ -224,8 +208,8 @@ TEST_F(HtmlReport, RowPerResultThumbnailsAndBrowser) {
 TEST_F(HtmlReport, BrowserCheckCatchesScriptErrors) {
     if (!HaveTool("chromium")) GTEST_SKIP() << "chromium not installed";
     WriteText(out_ / "broken.html", "<!DOCTYPE html><p>x</p><script>notDefined();</script>");
-    const std::string log =
-        Browser(dir_ / "profile", "--dump-dom 'file://" + (out_ / "broken.html").string() + "'");
+    const std::string log = Browser((dir_ / "profile").string(),
+                                    "--dump-dom 'file://" + (out_ / "broken.html").string() + "'");
     EXPECT_EQ(ConsoleLines(log).size(), 1u) << log;
 }
 

@@ -21,12 +21,18 @@
 
 #include "core/error.h"
 #include "host/report/command.h"
+#include "host/report/sr_reader.h"
 #include "report/structured_report.h"
 
 namespace fs = std::filesystem;
 using zetdip::host::SrCluster;
+using zetdip::test::CollectFindings;
 using zetdip::test::CommandOutput;
+using zetdip::test::ConceptName;
 using zetdip::test::HaveTool;
+using zetdip::test::Items;
+using zetdip::test::ReadBack;
+using zetdip::test::Value;
 
 namespace {
 
@@ -38,32 +44,6 @@ gdcm::DataElement Text(std::uint16_t g, std::uint16_t e, gdcm::VR vr, std::strin
     de.SetVR(vr);
     de.SetByteValue(v.data(), static_cast<std::uint32_t>(v.size()));
     return de;
-}
-
-std::string Value(const gdcm::DataSet& ds, std::uint16_t g, std::uint16_t e) {
-    const gdcm::Tag tag(g, e);
-    if (!ds.FindDataElement(tag)) return "";
-    const gdcm::ByteValue* bv = ds.GetDataElement(tag).GetByteValue();
-    if (bv == nullptr) return "";
-    std::string s(bv->GetPointer(), bv->GetLength());
-    while (!s.empty() && (s.back() == ' ' || s.back() == '\0')) s.pop_back();
-    return s;
-}
-
-std::vector<gdcm::DataSet> Items(const gdcm::DataSet& ds, std::uint16_t g, std::uint16_t e) {
-    std::vector<gdcm::DataSet> items;
-    const gdcm::Tag tag(g, e);
-    if (!ds.FindDataElement(tag)) return items;
-    gdcm::SmartPointer<gdcm::SequenceOfItems> sq = ds.GetDataElement(tag).GetValueAsSQ();
-    if (!sq) return items;
-    for (gdcm::SequenceOfItems::SizeType i = 1; i <= sq->GetNumberOfItems(); ++i)
-        items.push_back(sq->GetItem(i).GetNestedDataSet());
-    return items;
-}
-
-std::string ConceptName(const gdcm::DataSet& item) {
-    const auto names = Items(item, 0x0040, 0xa043);
-    return names.empty() ? "" : Value(names[0], 0x0008, 0x0100);
 }
 
 // A small 12-bit left MLO mammogram with its identity, written with GDCM.
@@ -117,56 +97,6 @@ std::vector<std::string> ErrorLines(const std::string& validatorOutput) {
         start = end + 1;
     }
     return errors;
-}
-
-// The calcification-cluster findings of a report, read back in the pixel
-// frame the writer was given (index of the centre pixel, radius in pixels).
-struct ReadBack {
-    std::vector<SrCluster> clusters;
-    std::vector<std::array<std::uint32_t, 3>> selectedFrom;
-};
-
-void CollectFindings(const gdcm::DataSet& item, ReadBack& out) {
-    for (const gdcm::DataSet& child : Items(item, 0x0040, 0xa730)) {
-        if (ConceptName(child) == "111059") {
-            SrCluster c;
-            for (const gdcm::DataSet& property : Items(child, 0x0040, 0xa730)) {
-                const std::string name = ConceptName(property);
-                if (name == "111038") {
-                    const auto measured = Items(property, 0x0040, 0xa300);
-                    c.members = std::stoi(Value(measured.at(0), 0x0040, 0xa30a));
-                    continue;
-                }
-                if (name != "111010" && name != "111041") continue;
-                const gdcm::ByteValue* bv =
-                    property.GetDataElement(gdcm::Tag(0x0070, 0x0022)).GetByteValue();
-                std::vector<float> data(bv->GetLength() / 4);
-                std::memcpy(data.data(), bv->GetPointer(), data.size() * 4);
-                const std::string type = Value(property, 0x0070, 0x0023);
-                if (name == "111010") {
-                    EXPECT_EQ(type, "POINT");
-                    c.x = data.at(0) - 0.5;
-                    c.y = data.at(1) - 0.5;
-                } else {
-                    EXPECT_EQ(type, "CIRCLE");
-                    c.radius = std::hypot(data.at(2) - data.at(0), data.at(3) - data.at(1));
-                }
-                const auto selected = Items(property, 0x0040, 0xa730);
-                EXPECT_EQ(selected.size(), 1u);
-                for (const gdcm::DataSet& s : selected) {
-                    EXPECT_EQ(Value(s, 0x0040, 0xa010), "SELECTED FROM");
-                    const gdcm::ByteValue* ref =
-                        s.GetDataElement(gdcm::Tag(0x0040, 0xdb73)).GetByteValue();
-                    std::array<std::uint32_t, 3> target{};
-                    ASSERT_EQ(ref->GetLength(), 12u);
-                    std::memcpy(target.data(), ref->GetPointer(), 12);
-                    out.selectedFrom.push_back(target);
-                }
-            }
-            out.clusters.push_back(c);
-        }
-        CollectFindings(child, out);
-    }
 }
 
 class StructuredReport : public ::testing::Test {
