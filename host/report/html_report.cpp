@@ -288,6 +288,82 @@ Row ReadRow(const fs::path& dir, const std::string& stem, const fs::path& filesD
     return row;
 }
 
+// RFC 4180 records: fields separated by commas, quoted when they hold a
+// comma, a quote ("" inside) or a line break.
+std::vector<std::vector<std::string>> CsvRecords(const std::string& text) {
+    std::vector<std::vector<std::string>> records;
+    std::vector<std::string> record;
+    std::string field;
+    bool bQuoted = false, bAny = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (bQuoted) {
+            if (c == '"' && i + 1 < text.size() && text[i + 1] == '"') {
+                field += '"';
+                ++i;
+            } else if (c == '"') {
+                bQuoted = false;
+            } else {
+                field += c;
+            }
+        } else if (c == '"') {
+            bQuoted = bAny = true;
+        } else if (c == ',') {
+            record.push_back(field);
+            field.clear();
+            bAny = true;
+        } else if (c == '\n' || c == '\r') {
+            if (c == '\r' && i + 1 < text.size() && text[i + 1] == '\n') ++i;
+            if (bAny || !field.empty()) {
+                record.push_back(field);
+                records.push_back(record);
+            }
+            record.clear();
+            field.clear();
+            bAny = false;
+        } else {
+            field += c;
+            bAny = true;
+        }
+    }
+    if (bAny || !field.empty()) {
+        record.push_back(field);
+        records.push_back(record);
+    }
+    return records;
+}
+
+// A batch's images.csv also lists the files that left no result: skipped
+// (not an image, no pixel size) or stopped (crashed, out of time).
+void AddFilesWithoutResult(const fs::path& csv, std::vector<Row>& rows) {
+    std::ifstream in(csv, std::ios::binary);
+    if (!in) return;
+    std::stringstream text;
+    text << in.rdbuf();
+    const auto records = CsvRecords(text.str());
+    if (records.empty()) return;
+    int path = -1, status = -1, error = -1;
+    for (std::size_t k = 0; k < records[0].size(); ++k) {
+        if (records[0][k] == "path") path = static_cast<int>(k);
+        if (records[0][k] == "status") status = static_cast<int>(k);
+        if (records[0][k] == "error") error = static_cast<int>(k);
+    }
+    if (path < 0 || status < 0) return;
+    std::vector<std::string> known;
+    for (const Row& r : rows) known.push_back(r.file);
+    for (std::size_t k = 1; k < records.size(); ++k) {
+        const auto& f = records[k];
+        if (static_cast<int>(f.size()) <= std::max(path, status) || f[status] == "ok") continue;
+        if (std::find(known.begin(), known.end(), f[path]) != known.end()) continue;
+        Row row;
+        row.stem = f[path];
+        row.file = f[path];
+        row.status = f[status];
+        if (error >= 0 && error < static_cast<int>(f.size())) row.error = f[error];
+        rows.push_back(row);
+    }
+}
+
 // The one script of the page: sort the rows by their cluster count.
 constexpr const char* kScript = R"js(
 (function () {
@@ -356,21 +432,27 @@ int WriteHtmlReport(const std::string& outDir) {
         rows.push_back(ReadRow(dir, stem, filesDir));
     }
 
-    int nFailed = 0, nClusters = 0;
+    AddFilesWithoutResult(dir / "images.csv", rows);
+
+    int nFailed = 0, nSkipped = 0, nClusters = 0;
     for (const Row& r : rows) {
-        if (r.status == "error") ++nFailed;
+        if (r.status == "skipped")
+            ++nSkipped;
+        else if (r.status != "ok")
+            ++nFailed;
         nClusters += std::max(0, r.nClusters);
     }
     std::ostringstream html;
     html << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
          << "<title>zetdip-cad results</title>\n<style>" << kStyle << "</style>\n</head>\n<body>\n"
          << "<h1>zetdip-cad results</h1>\n<p id=\"summary\">" << rows.size() << " images, "
-         << nFailed << " failed, " << nClusters << " clusters found.</p>\n"
+         << nFailed << " failed, " << nSkipped << " skipped, " << nClusters
+         << " clusters found.</p>\n"
          << "<table id=\"results\">\n<thead><tr><th>Overlay</th><th>Image</th>"
          << "<th>Laterality / view</th><th>Pixel spacing</th><th>Status</th>"
          << "<th id=\"sort-clusters\" title=\"sort\">Clusters</th></tr></thead>\n<tbody>\n";
     for (const Row& r : rows) {
-        const bool bFailed = r.status == "error";
+        const bool bFailed = r.status != "ok";
         html << "<tr class=\"image" << (bFailed ? " failed" : "") << "\" data-file=\""
              << Escape(r.stem) << "\" data-clusters=\"" << r.nClusters << "\">\n<td>";
         if (!r.thumbnail.empty())

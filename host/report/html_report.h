@@ -13,7 +13,8 @@ namespace zetdip::host {
 // spacing, status, warnings, clusters with their size in mm), and an image
 // that failed shows its error. The overlay "<stem>.png" beside a result is
 // shrunk into outDir/report_files/ (same relative name) as the row's
-// thumbnail and linked in full. The
+// thumbnail and linked in full. Files that a batch's images.csv lists
+// without a result (skipped, stopped) get a row with their status too. The
 // page is self-contained (no network) and sorts by the number of clusters
 // when its column header is clicked, or on opening with "#sort=clusters"
 // (most first) or "#sort=clusters-asc". Returns the number of rows; throws

@@ -118,9 +118,9 @@ TEST_F(ZetdipCadReports, BatchOverPhantomFolderWritesAPageTheBrowserOpens) {
     EXPECT_NE(dom.find("data-file=\"left\""), std::string::npos) << dom;
     EXPECT_NE(dom.find("data-file=\"right/r\""), std::string::npos) << dom;
     const std::string shot = dir_.Path("page.png");
-    const std::string log = zetdip::test::Browser(
-        dir_.Path("profile2"), "--window-size=1280,900 --screenshot='" + shot + "' " + url);
+    const std::string log = zetdip::test::Screenshot(dir_.Path("profile2-"), shot, url, "1280,900");
     EXPECT_EQ(zetdip::test::ConsoleLines(log), std::vector<std::string>{}) << log;
+    ASSERT_TRUE(fs::exists(shot)) << log;
     EXPECT_GT(fs::file_size(shot), 1000u);
 }
 

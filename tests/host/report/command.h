@@ -40,6 +40,24 @@ inline std::string Browser(const std::string& profile, const std::string& args) 
         profile + "' " + args);
 }
 
+// Takes a screenshot of url into shot; returns the browser's log. On a
+// loaded machine chromium now and then exits without a picture, so it gets
+// three tries, each with a fresh profile.
+inline std::string Screenshot(const std::string& profile, const std::string& shot,
+                              const std::string& url, const std::string& size) {
+    std::string log;
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        std::remove(shot.c_str());
+        log = Browser(profile + std::to_string(attempt),
+                      "--window-size=" + size + " --screenshot='" + shot + "' " + url);
+        if (std::FILE* f = std::fopen(shot.c_str(), "rb")) {
+            std::fclose(f);
+            break;
+        }
+    }
+    return log;
+}
+
 // Lines in which the page's scripts complained.
 inline std::vector<std::string> ConsoleLines(const std::string& log) {
     std::vector<std::string> lines;

@@ -123,13 +123,20 @@ TEST_F(HtmlReport, RowPerResultThumbnailsAndBrowser) {
     fs::create_directories(out_ / "scan 2");
     WriteText(out_ / "scan 2" / "f#1.json", Result("f#1", 1));
     WriteOverlay(out_ / "scan 2" / "f#1.png", 100, 100);
+    // The batch's table: files with a result are not repeated.
+    WriteText(out_ / "images.csv",
+              "path,status,error,width\n/data/a_two.dcm,ok,,300\n"
+              "/data/crashed.dcm,error,\"stopped after 600 s, \"\"timeout\"\"\",\n"
+              "/data/notes.txt,skipped,not an image,\n");
 
-    EXPECT_EQ(zetdip::host::WriteHtmlReport(out_.string()), 6);
+    EXPECT_EQ(zetdip::host::WriteHtmlReport(out_.string()), 8);
     EXPECT_FALSE(fs::exists(out_ / "report.html.tmp"));
     const std::string html = ReadText(out_ / "report.html");
-    EXPECT_NE(html.find("6 images, 2 failed, 8 clusters found."), std::string::npos);
+    EXPECT_NE(html.find("8 images, 3 failed, 1 skipped, 8 clusters found."), std::string::npos);
     EXPECT_NE(html.find("pass --pixel-size &lt;mm&gt; &amp; retry"), std::string::npos);
     EXPECT_NE(html.find("unreadable result"), std::string::npos);
+    EXPECT_NE(html.find("error: stopped after 600 s, &quot;timeout&quot;"), std::string::npos);
+    EXPECT_NE(html.find("skipped: not an image"), std::string::npos);
     EXPECT_NE(html.find("0.1 × 0.0941 mm (ImagerPixelSpacing)"), std::string::npos);
     EXPECT_NE(html.find("(110, 201) ⌀ 4.0 mm, 5 calcifications"), std::string::npos);
     EXPECT_NE(html.find("background level guessed"), std::string::npos);
@@ -164,7 +171,7 @@ TEST_F(HtmlReport, RowPerResultThumbnailsAndBrowser) {
         at += key.size();
         order.push_back(dom.substr(at, dom.find('"', at) - at));
     }
-    ASSERT_EQ(order.size(), 6u) << dom;
+    ASSERT_EQ(order.size(), 8u) << dom;
     EXPECT_EQ(order[0], "c_five");
     EXPECT_EQ(order[1], "a_two");
     EXPECT_EQ(order[2], "scan 2/f#1");
@@ -194,11 +201,10 @@ TEST_F(HtmlReport, RowPerResultThumbnailsAndBrowser) {
 
     const fs::path shot = dir_ / "report.png";
     const std::string log =
-        Browser((dir_ / "profile2").string(),
-                "--window-size=1280,1400 --screenshot='" + shot.string() + "' " + url);
+        zetdip::test::Screenshot((dir_ / "profile2-").string(), shot.string(), url, "1280,1400");
     EXPECT_EQ(ConsoleLines(log), std::vector<std::string>{}) << log;
     const Png s = ReadPng(shot);
-    EXPECT_EQ(s.w, 1280);
+    EXPECT_EQ(s.w, 1280) << log;
     EXPECT_GT(s.h, 0);
     if (const char* keep = std::getenv("ZETDIP_KEEP_SCREENSHOT"))
         fs::copy_file(shot, keep, fs::copy_options::overwrite_existing);
