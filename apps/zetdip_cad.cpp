@@ -16,6 +16,7 @@
 #include "chain/synthetic.h"
 #include "core/error.h"
 #include "phantom.h"
+#include "report/html_report.h"
 #include "report/process.h"
 
 namespace {
@@ -76,7 +77,7 @@ struct InputArgs {
     std::string outDir = "zetdip-out";
     std::string pixelSize, laterality, rawSize;
     int bits = 0, width = 0, height = 0;
-    bool steps = false, fullSize = false, quiet = false;
+    bool steps = false, fullSize = false, quiet = false, sr = false;
 };
 
 void AddInputOptions(CLI::App* app, InputArgs& a) {
@@ -104,6 +105,9 @@ void AddInputOptions(CLI::App* app, InputArgs& a) {
     app->add_flag("--steps", a.steps, "Also write the mask, lines and candidate pictures");
     app->add_flag("--full-size", a.fullSize, "Pictures at full size (else at most 2048 rows)");
     app->add_flag("--quiet", a.quiet, "No progress on stderr");
+    app->add_flag("--sr", a.sr,
+                  "Also write <stem>.sr.dcm, a DICOM Mammography CAD structured report, for "
+                  "each DICOM input");
 }
 
 ProcessOptions ToProcessOptions(const InputArgs& a) {
@@ -111,6 +115,7 @@ ProcessOptions ToProcessOptions(const InputArgs& a) {
     o.outDir = a.outDir;
     o.steps = a.steps;
     o.fullSize = a.fullSize;
+    o.structuredReport = a.sr;
     double mm = 0.0;
     if (!a.pixelSize.empty() && ParseNumber(a.pixelSize, mm)) o.read.pixelSize = mm;
     if (a.bits != 0) o.read.bitsStored = a.bits;
@@ -138,6 +143,7 @@ std::string Summary(const ProcessResult& r) {
                        (r.detection.clusters.size() == 1 ? " cluster" : " clusters") + "; " +
                        r.jsonPath;
     for (const auto& p : r.picturePaths) line += ", " + p;
+    if (!r.srPath.empty()) line += ", " + r.srPath;
     return line;
 }
 
@@ -187,12 +193,16 @@ int RunDetect(const DetectArgs& a) {
     return nFailed == 0 ? 0 : 1;
 }
 
+std::string ReportPagePath(const std::string& dir) {
+    return (std::filesystem::path(dir) / "report.html").string();
+}
+
 // batch DIR|LIST.txt: the mammograms of a folder tree or a list.
 struct BatchArgs {
     InputArgs input;
     std::string source, shard, progress = "auto";
     int jobs = 1;
-    bool resume = false;
+    bool resume = false, report = false;
     double timeout = 600.0;
 };
 
@@ -218,6 +228,7 @@ CLI::App* AddBatch(CLI::App& app, BatchArgs& a) {
             },
             "K/N"));
     sub->add_flag("--resume", a.resume, "Skip files whose JSON report is complete");
+    sub->add_flag("--report", a.report, "Then write report.html, as the report command does");
     sub->add_option("--timeout", a.timeout, "Seconds one file may take before it is stopped")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
@@ -247,7 +258,37 @@ int RunBatchCommand(const BatchArgs& a) {
     try {
         const auto summary = zetdip::host::RunBatch(options, stderr);
         std::printf("%s\n%s\n", summary.imagesCsv.c_str(), summary.clustersCsv.c_str());
+        if (a.report) {
+            zetdip::host::WriteHtmlReport(options.process.outDir);
+            std::printf("%s\n", ReportPagePath(options.process.outDir).c_str());
+        }
         return summary.failed == 0 ? 0 : 1;
+    } catch (const Error& e) {
+        Fail(e.what());
+        return 1;
+    }
+}
+
+// report DIR: one page over the results of detect or batch.
+struct ReportArgs {
+    std::string dir;
+};
+
+CLI::App* AddReport(CLI::App& app, ReportArgs& a) {
+    auto* sub = app.add_subcommand(
+        "report", "Write DIR/report.html: every result in DIR on one page, with its overlay");
+    sub->add_option("DIR", a.dir, "The --out directory of detect or batch")
+        ->required()
+        ->check(CLI::ExistingDirectory);
+    return sub;
+}
+
+int RunReport(const ReportArgs& a) {
+    try {
+        const int nRows = zetdip::host::WriteHtmlReport(a.dir);
+        std::printf("%s: %d %s\n", ReportPagePath(a.dir).c_str(), nRows,
+                    nRows == 1 ? "image" : "images");
+        return 0;
     } catch (const Error& e) {
         Fail(e.what());
         return 1;
@@ -293,6 +334,8 @@ int main(int argc, char** argv) {
         auto* detectCommand = AddDetect(app, detect);
         BatchArgs batch;
         auto* batchCommand = AddBatch(app, batch);
+        ReportArgs report;
+        auto* reportCommand = AddReport(app, report);
         try {
             app.parse(argc, argv);
         } catch (const CLI::Success& e) {  // --help, --version
@@ -303,6 +346,7 @@ int main(int argc, char** argv) {
         }
         if (detectCommand->parsed()) return RunDetect(detect);
         if (batchCommand->parsed()) return RunBatchCommand(batch);
+        if (reportCommand->parsed()) return RunReport(report);
         return 2;
     } catch (const std::bad_alloc&) {
         Fail("out of memory");

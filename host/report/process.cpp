@@ -10,6 +10,7 @@
 #include "core/error.h"
 #include "io/write_image.h"
 #include "report/overlay.h"
+#include "report/structured_report.h"
 
 namespace zetdip::host {
 namespace {
@@ -117,11 +118,30 @@ ProcessResult ProcessImage(const Image& image, const std::string& stem,
                                        RenderBinary(*binary, image.nWidth, image.nHeight, scale)});
             }
         }
+        // The structured report references the source file by its DICOM
+        // identity, which only a DICOM input has.
+        const bool bSr = options.structuredReport && result.ok && image.format == "DICOM";
+        if (options.structuredReport && result.ok && !bSr)
+            result.detection.warnings.push_back("no structured report: the input is not DICOM");
         result.timing.totalMs = readMs + MsSince(start);
         result.jsonPath = (dir / (stem + ".json")).string();
         outputs.insert(outputs.begin(),
                        {result.jsonPath, ReportJson(image, r, result.timing), Picture{}});
-        WriteAll(outputs);
+        if (bSr) {
+            std::vector<SrCluster> clusters;
+            for (const auto& c : r.clusters)
+                clusters.push_back({1.0 * c.x, 1.0 * c.y, c.radius, c.members});
+            result.srPath = (dir / (stem + ".sr.dcm")).string();
+            WriteMammographyCadSr(image.path, clusters, result.srPath,
+                                  {"zetdip-cad", ZETDIP_VERSION});
+        }
+        try {
+            WriteAll(outputs);
+        } catch (...) {
+            std::error_code ec;
+            if (bSr) fs::remove(result.srPath, ec);
+            throw;
+        }
         for (std::size_t i = 1; i < outputs.size(); ++i)
             result.picturePaths.push_back(outputs[i].path);
         return result;

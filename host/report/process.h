@@ -21,6 +21,9 @@ struct ProcessOptions {
     std::string outDir = ".";
     bool steps = false;     // also write the step pictures
     bool fullSize = false;  // pictures at the image's size instead of at most 2048 rows
+    // Also <stem>.sr.dcm, a DICOM Mammography CAD SR, for a DICOM input that
+    // the chain ran through; other inputs get a warning instead.
+    bool structuredReport = false;
 };
 
 struct ProcessResult {
@@ -29,6 +32,7 @@ struct ProcessResult {
     std::string error;  // "the chain stopped: ..." when not ok
     std::string jsonPath;
     std::vector<std::string> picturePaths;  // the overlay first
+    std::string srPath;                     // when a structured report was written
     DetectionResult detection;
     Timing timing;
 };

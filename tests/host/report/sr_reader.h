@@ -1,0 +1,102 @@
+// Reading a Mammography CAD SR back with GDCM, independently of the writer:
+// its calcification-cluster findings in the pixel frame the writer was given.
+#ifndef ZETDIP_TESTS_HOST_REPORT_SR_READER_H
+#define ZETDIP_TESTS_HOST_REPORT_SR_READER_H
+
+#include <gdcmDataSet.h>
+#include <gdcmItem.h>
+#include <gdcmSequenceOfItems.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "report/structured_report.h"
+
+namespace zetdip::test {
+
+using zetdip::host::SrCluster;
+
+inline std::string Value(const gdcm::DataSet& ds, std::uint16_t g, std::uint16_t e) {
+    const gdcm::Tag tag(g, e);
+    if (!ds.FindDataElement(tag)) return "";
+    const gdcm::ByteValue* bv = ds.GetDataElement(tag).GetByteValue();
+    if (bv == nullptr) return "";
+    std::string s(bv->GetPointer(), bv->GetLength());
+    while (!s.empty() && (s.back() == ' ' || s.back() == '\0')) s.pop_back();
+    return s;
+}
+
+inline std::vector<gdcm::DataSet> Items(const gdcm::DataSet& ds, std::uint16_t g, std::uint16_t e) {
+    std::vector<gdcm::DataSet> items;
+    const gdcm::Tag tag(g, e);
+    if (!ds.FindDataElement(tag)) return items;
+    gdcm::SmartPointer<gdcm::SequenceOfItems> sq = ds.GetDataElement(tag).GetValueAsSQ();
+    if (!sq) return items;
+    for (gdcm::SequenceOfItems::SizeType i = 1; i <= sq->GetNumberOfItems(); ++i)
+        items.push_back(sq->GetItem(i).GetNestedDataSet());
+    return items;
+}
+
+inline std::string ConceptName(const gdcm::DataSet& item) {
+    const auto names = Items(item, 0x0040, 0xa043);
+    return names.empty() ? "" : Value(names[0], 0x0008, 0x0100);
+}
+
+// The calcification-cluster findings of a report, read back in the pixel
+// frame the writer was given (index of the centre pixel, radius in pixels).
+struct ReadBack {
+    std::vector<SrCluster> clusters;
+    std::vector<std::array<std::uint32_t, 3>> selectedFrom;
+};
+
+inline void CollectFindings(const gdcm::DataSet& item, ReadBack& out) {
+    for (const gdcm::DataSet& child : Items(item, 0x0040, 0xa730)) {
+        if (ConceptName(child) == "111059") {
+            SrCluster c;
+            for (const gdcm::DataSet& property : Items(child, 0x0040, 0xa730)) {
+                const std::string name = ConceptName(property);
+                if (name == "111038") {
+                    const auto measured = Items(property, 0x0040, 0xa300);
+                    c.members = std::stoi(Value(measured.at(0), 0x0040, 0xa30a));
+                    continue;
+                }
+                if (name != "111010" && name != "111041") continue;
+                const gdcm::ByteValue* bv =
+                    property.GetDataElement(gdcm::Tag(0x0070, 0x0022)).GetByteValue();
+                std::vector<float> data(bv->GetLength() / 4);
+                std::memcpy(data.data(), bv->GetPointer(), data.size() * 4);
+                const std::string type = Value(property, 0x0070, 0x0023);
+                if (name == "111010") {
+                    EXPECT_EQ(type, "POINT");
+                    c.x = data.at(0) - 0.5;
+                    c.y = data.at(1) - 0.5;
+                } else {
+                    EXPECT_EQ(type, "CIRCLE");
+                    c.radius = std::hypot(data.at(2) - data.at(0), data.at(3) - data.at(1));
+                }
+                const auto selected = Items(property, 0x0040, 0xa730);
+                EXPECT_EQ(selected.size(), 1u);
+                for (const gdcm::DataSet& s : selected) {
+                    EXPECT_EQ(Value(s, 0x0040, 0xa010), "SELECTED FROM");
+                    const gdcm::ByteValue* ref =
+                        s.GetDataElement(gdcm::Tag(0x0040, 0xdb73)).GetByteValue();
+                    std::array<std::uint32_t, 3> target{};
+                    ASSERT_EQ(ref->GetLength(), 12u);
+                    std::memcpy(target.data(), ref->GetPointer(), 12);
+                    out.selectedFrom.push_back(target);
+                }
+            }
+            out.clusters.push_back(c);
+        }
+        CollectFindings(child, out);
+    }
+}
+
+}  // namespace zetdip::test
+
+#endif  // ZETDIP_TESTS_HOST_REPORT_SR_READER_H
