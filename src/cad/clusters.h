@@ -70,6 +70,8 @@ template <class OnCluster>
 bool ForEachCluster(const int* pCentres, int* pVisited, double dPixelSizeX, double dPixelSizeY,
                     int nWidth, int nHeight, double dReachMm, ClusterStack& stack,
                     OnCluster&& onCluster) {
+    // No row is scanned without a column, however many rows there are.
+    if (nWidth <= 0 || nHeight <= 0) return true;
     const std::size_t w = static_cast<std::size_t>(nWidth > 0 ? nWidth : 0);
     for (int y = 0; y < nHeight; ++y) {
         for (int x = 0; x < nWidth; ++x) {

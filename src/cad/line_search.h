@@ -42,7 +42,8 @@ bool SearchLinesNorthSouth(T* pSrc, T* pDst, int nWidth, int nHeight, const Line
 
     // A two-sample frame of the smoothed gradient is set to 0.
     T* pS = pWork.get();
-    const long long W = nWidth > 0 ? nWidth : 0, H = nHeight > 0 ? nHeight : 0;
+    // An empty image has no rows to visit, however long its other side.
+    const long long W = nWidth > 0 ? nWidth : 0, H = nHeight > 0 && W > 0 ? nHeight : 0;
     for (long long y = 0; y < H; ++y)
         for (long long x : {0LL, 1LL, W - 2, W - 1})
             if (x >= 0 && x < W) pS[y * W + x] = 0;
@@ -93,7 +94,7 @@ bool SearchLinesDiagonal(T* pSrc, T* pLines, T* pMask, int nWidth, int nHeight, 
 
     // Side borders: nBorder columns on the left, one fewer on the right (intended).
     const int nBorder = WrapSub(1, TruncToInt(-5.0 / dPixelSize));
-    const long long W = nWidth > 0 ? nWidth : 0, H = nHeight > 0 ? nHeight : 0;
+    const long long W = nWidth > 0 ? nWidth : 0, H = nHeight > 0 && W > 0 ? nHeight : 0;
     // The bounds are int arithmetic that wraps (a pixel size so small that
     // -5 / dPixelSize overflows clears every column), clipped to the row.
     const long long nLeftEnd = std::clamp<long long>(nBorder, 0, W);

@@ -1,6 +1,8 @@
 // Cluster growing, circle merging and the clustering entry.
 #include <gtest/gtest.h>
 
+#include <climits>
+
 #include "DipClustering.h"
 #include "cad/clusters.h"
 #include "support/cad_images.h"
@@ -100,6 +102,18 @@ TEST(Clustering, OddSizedArrayThrowsAndRefusalsLeaveTheArray) {
     for (auto [nBpp, nBits] : {std::pair{24, 8}, {8, 7}, {8, 17}})
         EXPECT_FALSE(s.Run(arr, nBpp, nBits));
     EXPECT_EQ(ToPoints(arr), (Points{{1000, 1000}}));
+}
+
+TEST(Clustering, EmptyImagesScanNoRowOfTheirLongSide) {
+    // Nothing to find and nothing scanned: 2^31 empty rows would take seconds.
+    std::vector<unsigned short> none;
+    auto* p = reinterpret_cast<unsigned char*>(none.data());
+    for (auto [w, h] : {std::pair{0, INT_MAX}, {INT_MAX, 0}, {-1, INT_MAX}})
+        for (auto [nBpp, nBits] : {std::pair{8, 8}, {16, 12}}) {
+            Array arr;
+            EXPECT_TRUE(CDipClustering::ApplyClustering(p, p, p, arr, nBpp, nBits, w, h, 1.0, 1.0));
+            EXPECT_EQ(arr.GetSize(), 0);
+        }
 }
 
 TEST(Clustering, FullySetCandidateImageRunsWithoutRecursion) {
