@@ -107,6 +107,10 @@ bool SearchEveryCluster(PointArray& arrCircles, int* pVisited, const int* pCentr
 template <class T>
 bool Clustering(const T* pSrc, const T* pBinary, const T* pMask, PointArray& arrCircles,
                 int nHeight, int nWidth, int nBitsStored, double dPixelSizeX, double dPixelSizeY) {
+    // A negative side is taken as 0: the scratch holds no sample then, while
+    // the entries called on it would count -5 x -5 as 25 samples.
+    nWidth = std::max(nWidth, 0);
+    nHeight = std::max(nHeight, 0);
     const std::size_t n = SampleCount(nWidth, nHeight);
     std::unique_ptr<int[]> pVisited = NewScratch<int>(n);
     if (!pVisited) return false;

@@ -28,6 +28,10 @@ struct LineSearchDepth {
 // are not examined.
 template <class T>
 bool SearchLinesNorthSouth(T* pSrc, T* pDst, int nWidth, int nHeight, const LineSearchDepth& d) {
+    // A negative side is taken as 0: the scratch holds no sample then, while
+    // the entries called on it would count -5 x -5 as 25 samples.
+    nWidth = std::max(nWidth, 0);
+    nHeight = std::max(nHeight, 0);
     const std::size_t n = SampleCount(nWidth, nHeight);
     const int bpp = d.nBitsPerPixel, bits = d.nBitsStored;
     auto pGrad = NewScratch<T>(n);
@@ -77,6 +81,10 @@ bool SearchLinesNorthSouth(T* pSrc, T* pDst, int nWidth, int nHeight, const Line
 template <class T>
 bool SearchLinesDiagonal(T* pSrc, T* pLines, T* pMask, int nWidth, int nHeight, double dPixelSize,
                          const LineSearchDepth& d) {
+    // A negative side is taken as 0: the scratch holds no sample then, while
+    // the entries called on it would count -5 x -5 as 25 samples.
+    nWidth = std::max(nWidth, 0);
+    nHeight = std::max(nHeight, 0);
     const std::size_t n = SampleCount(nWidth, nHeight);
     const int bpp = d.nBitsPerPixel, bits = d.nBitsStored;
     auto pWork = NewScratch<T>(n);

@@ -105,10 +105,11 @@ TEST(Clustering, OddSizedArrayThrowsAndRefusalsLeaveTheArray) {
 }
 
 TEST(Clustering, EmptyImagesScanNoRowOfTheirLongSide) {
-    // Nothing to find and nothing scanned: 2^31 empty rows would take seconds.
+    // Nothing to find and nothing scanned: 2^31 empty rows would take seconds, and
+    // -5 x -5 (25 samples to the stretching inside) has none in the scratch.
     std::vector<unsigned short> none;
     auto* p = reinterpret_cast<unsigned char*>(none.data());
-    for (auto [w, h] : {std::pair{0, INT_MAX}, {INT_MAX, 0}, {-1, INT_MAX}})
+    for (auto [w, h] : {std::pair{0, INT_MAX}, {INT_MAX, 0}, {-1, INT_MAX}, {-5, -5}})
         for (auto [nBpp, nBits] : {std::pair{8, 8}, {16, 12}}) {
             Array arr;
             EXPECT_TRUE(CDipClustering::ApplyClustering(p, p, p, arr, nBpp, nBits, w, h, 1.0, 1.0));

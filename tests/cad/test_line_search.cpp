@@ -84,13 +84,14 @@ TEST(LineSearch, RefusalsWriteNothing) {
 }
 
 TEST(LineSearch, EmptyImagesVisitNoRowOfTheirLongSide) {
-    // An empty image answers as a small empty one does, without walking its long side.
+    // An empty image answers as a small empty one does, without walking its long side;
+    // -5 x -5 too, though the point operations inside would count it as 25 samples.
     std::vector<unsigned short> none;
     auto* p = reinterpret_cast<unsigned char*>(none.data());
     for (auto [nBpp, nBits] : {std::pair{8, 8}, {16, 12}}) {
         const bool bNS = CDipClustering::SearchLinesImage(p, p, nBpp, nBits, 0, 5);
         const bool bDiag = CDipClustering::SearchLinesSWNEImage(p, p, p, nBpp, nBits, 0, 5, 0.1);
-        for (auto [w, h] : {std::pair{0, INT_MAX}, {INT_MAX, 0}, {-1, INT_MAX}}) {
+        for (auto [w, h] : {std::pair{0, INT_MAX}, {INT_MAX, 0}, {-1, INT_MAX}, {-5, -5}}) {
             EXPECT_EQ(CDipClustering::SearchLinesImage(p, p, nBpp, nBits, w, h), bNS);
             EXPECT_EQ(CDipClustering::SearchLinesSWNEImage(p, p, p, nBpp, nBits, w, h, 0.1), bDiag);
         }
