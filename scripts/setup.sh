@@ -4,7 +4,8 @@
 set -euo pipefail
 
 packages=(build-essential cmake ninja-build libgtest-dev libgmock-dev git pkg-config
-          libgdcm-dev libgdcm-tools libpng-dev libtiff-dev nlohmann-json3-dev libcli11-dev)
+          libgdcm-dev libgdcm-tools libpng-dev libtiff-dev nlohmann-json3-dev libcli11-dev
+          clang libclang-rt-14-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
