@@ -29,6 +29,39 @@ TEST(ClusterGrowing, MatchesRecursionWithRectangularReach) {
     EXPECT_EQ(visited, expected);
 }
 
+TEST(ClusterScan, ColumnLinksGatherWhatTheGrowingGathers) {
+    // Every cluster of the scan against GrowCluster started from each free
+    // centre in row-major order: reaches of 3 x 5 and 0 x 1 pixels, windows
+    // that leave the image, one reach larger than the image, dense and sparse maps.
+    const double sizes[][2] = {{2.0, 1.3}, {7.0, 6.0}, {0.1, 0.1}, {2.0, 1.3}};
+    std::uint32_t seed = 40;
+    for (auto [w, h] : {std::pair{67, 33}, {20, 90}, {1, 1}, {5, 3}})
+        for (const auto& size : sizes)
+            for (int nSparse : {1, 6}) {
+                auto centres = RandomImage<int>(w, h, -nSparse, 1, ++seed);
+                for (int& c : centres) c = c > 0;
+                std::vector<int> visited(centres.size(), 0), links(centres.size(), 0);
+                std::vector<Grown> want, got;
+                ClusterStack stack;
+                for (int y = 0; y < h; ++y)
+                    for (int x = 0; x < w; ++x) {
+                        if (!centres[y * w + x] || visited[y * w + x]) continue;
+                        Grown g{w, h, 0, 0, 0, 0, 0};
+                        ASSERT_TRUE(GrowCluster(centres.data(), visited.data(), x, y, g[0], g[1],
+                                                g[2], g[3], g[4], w, h, size[0], size[1], g[5],
+                                                g[6], 6.8, stack));
+                        want.push_back(g);
+                    }
+                ASSERT_TRUE(zetdip::detail::ForEachCluster(
+                    centres.data(), links.data(), size[0], size[1], w, h, 6.8, stack,
+                    [&](const zetdip::detail::ClusterSummary& s) {
+                        got.push_back(
+                            {s.nMinX, s.nMinY, s.nMaxX, s.nMaxY, s.nCount, s.nSumX, s.nSumY});
+                    }));
+                EXPECT_EQ(got, want) << w << "x" << h << " " << size[0];
+            }
+}
+
 TEST(ClusterScan, ThousandsOfCentresFormOneClusterWithoutRecursion) {
     std::vector<int> centres(400 * 400, 0), visited(400 * 400, 0);
     for (int y = 100; y < 300; y += 3)  // 67 x 67 = 4489 centres over 19.8 mm
