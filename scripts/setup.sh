@@ -6,7 +6,8 @@ set -euo pipefail
 packages=(build-essential cmake ninja-build libgtest-dev libgmock-dev git pkg-config
           libgdcm-dev libgdcm-tools libpng-dev libtiff-dev nlohmann-json3-dev libcli11-dev
           pybind11-dev python3-dev python3-numpy python3-pytest python3-dask python3-distributed
-          python3-jsonschema dcmtk dicom3tools chromium)
+          python3-jsonschema dcmtk dicom3tools chromium
+          clang libclang-rt-14-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Sets everything up, builds with warnings as errors and runs every test,
 # then runs the whole suite again under AddressSanitizer and
-# UndefinedBehaviorSanitizer. Fails when any test fails.
+# UndefinedBehaviorSanitizer, runs every fuzz target for a short fixed time
+# and the concurrent-calls test under ThreadSanitizer. Fails when any test
+# fails or any fuzz target finds something.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 jobs=$(nproc)
@@ -15,3 +17,12 @@ echo "== sanitizer build"
 "$root/scripts/build.sh" "$root/build-asan" -DZETDIP_WERROR=ON -DZETDIP_BUILD_TESTS=ON \
   -DZETDIP_SANITIZE=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo
 (cd "$root/build-asan" && ctest --output-on-failure --parallel "$jobs")
+
+echo "== fuzz smoke"
+"$root/scripts/fuzz.sh" "${ZETDIP_FUZZ_SECONDS:-15}"
+
+echo "== thread sanitizer"
+CC=$(command -v clang || command -v clang-14) CXX=$(command -v clang++ || command -v clang++-14) \
+  "$root/scripts/build.sh" "$root/build-tsan" -DZETDIP_WERROR=ON -DZETDIP_BUILD_TESTS=OFF \
+  -DZETDIP_BUILD_HOST=OFF -DZETDIP_BUILD_TSAN_TEST=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo
+(cd "$root/build-tsan" && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure)

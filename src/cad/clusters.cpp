@@ -85,6 +85,28 @@ bool GrowCluster(const int* pCentres, int* pVisited, int nX, int nY, int& nMinX,
     return bComplete;
 }
 
+FreeCentres::FreeCentres(const int* pCentres, int* pLinks, int nWidth, int nHeight)
+    : m_pLinks(pLinks), m_nStride(static_cast<std::size_t>(nWidth)), m_nHeight(nHeight) {
+    for (int y = 0; y < nHeight; ++y) {
+        const std::size_t nRow = static_cast<std::size_t>(y) * m_nStride;
+        for (std::size_t x = 0; x < m_nStride; ++x)
+            pLinks[nRow + x] = pCentres[nRow + x] != 0 && pLinks[nRow + x] == 0 ? y : y + 1;
+    }
+}
+
+int FreeCentres::NextFree(int x, int y) {
+    // Links only point down the column; each one passed is moved on to the
+    // link it points to (path splitting).
+    while (y < m_nHeight) {
+        int& link = Link(x, y);
+        if (link == y) return y;
+        const int nNext = link;
+        if (nNext < m_nHeight) link = Link(x, nNext);
+        y = nNext;
+    }
+    return m_nHeight;
+}
+
 std::size_t CountCentres(const int* pCentres, int nWidth, int nHeight) {
     const std::size_t n = SampleCount(nWidth, nHeight);
     std::size_t nCount = 0;

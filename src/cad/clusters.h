@@ -63,23 +63,79 @@ bool GrowCluster(const int* pCentres, int* pVisited, int nX, int nY, int& nMinX,
 // cluster growing over it.
 std::size_t CountCentres(const int* pCentres, int nWidth, int nHeight);
 
+// The free centres of a centre map, kept in place of the taken-map as links
+// to the next row of the same column holding a free centre (a free centre
+// links to its own row, the last row to nHeight). Following the links, with
+// each visited link moved one step closer to its end, finds the free centres
+// of a window column in time close to their number, so a cluster growing
+// costs the width of a window per member rather than its area.
+class FreeCentres {
+public:
+    // pLinks (nWidth * nHeight ints, row-major) holds the taken-map on entry:
+    // a centre is free where pCentres is non-zero and pLinks is 0.
+    FreeCentres(const int* pCentres, int* pLinks, int nWidth, int nHeight);
+
+    bool IsFree(int x, int y) const { return Link(x, y) == y; }
+    void Take(int x, int y) { Link(x, y) = y + 1; }
+    // The first row from y on (y < nHeight) whose centre in column x is free, or nHeight.
+    int NextFree(int x, int y);
+
+private:
+    int& Link(int x, int y) const {
+        return m_pLinks[static_cast<std::size_t>(y) * m_nStride + static_cast<std::size_t>(x)];
+    }
+    int* m_pLinks;
+    std::size_t m_nStride;
+    int m_nHeight;
+};
+
 // Grows, in row-major order of their first member, every cluster of free
-// centres and hands its summary to onCluster. False when the frame stack
-// could not grow (the scan stops there).
+// centres and hands its summary to onCluster. A cluster is what GrowCluster
+// gathers from its first member: the members it reaches and its summary do
+// not depend on the order of the visits, so the window of each member is
+// searched column by column through FreeCentres instead. pVisited (the
+// taken-map, nWidth * nHeight ints) holds the links afterwards. The stack
+// holds the members still to spread from, at most one frame each. False
+// when the stack could not grow (the scan stops there).
 template <class OnCluster>
 bool ForEachCluster(const int* pCentres, int* pVisited, double dPixelSizeX, double dPixelSizeY,
                     int nWidth, int nHeight, double dReachMm, ClusterStack& stack,
                     OnCluster&& onCluster) {
-    const std::size_t w = static_cast<std::size_t>(nWidth > 0 ? nWidth : 0);
+    // No row is scanned without a column, however many rows there are.
+    if (nWidth <= 0 || nHeight <= 0) return true;
+    FreeCentres free(pCentres, pVisited, nWidth, nHeight);
+    const int rx = TruncToInt(dReachMm / dPixelSizeX);
+    const int ry = TruncToInt(dReachMm / dPixelSizeY);
+    // As in GrowCluster: only a member whose whole window lies in the image spreads.
+    auto spreads = [&](int x, int y) {
+        return rx >= 0 && ry >= 0 && x - rx >= 0 && static_cast<long long>(x) + rx < nWidth &&
+               y - ry >= 0 && static_cast<long long>(y) + ry < nHeight;
+    };
     for (int y = 0; y < nHeight; ++y) {
         for (int x = 0; x < nWidth; ++x) {
-            const std::size_t i = static_cast<std::size_t>(y) * w + static_cast<std::size_t>(x);
-            if (pCentres[i] == 0 || pVisited[i] != 0) continue;
+            if (!free.IsFree(x, y)) continue;
             ClusterSummary s{nWidth, nHeight, 0, 0, 0, 0, 0};
-            if (!GrowCluster(pCentres, pVisited, x, y, s.nMinX, s.nMinY, s.nMaxX, s.nMaxY, s.nCount,
-                             nWidth, nHeight, dPixelSizeX, dPixelSizeY, s.nSumX, s.nSumY, dReachMm,
-                             stack))
-                return false;
+            // The frames hold the positions of members to spread from.
+            auto take = [&](int mx, int my) {
+                free.Take(mx, my);
+                ++s.nCount;
+                s.nMinX = std::min(s.nMinX, mx);
+                s.nMaxX = std::max(s.nMaxX, mx);
+                s.nMinY = std::min(s.nMinY, my);
+                s.nMaxY = std::max(s.nMaxY, my);
+                s.nSumX = WrapAdd(s.nSumX, mx);
+                s.nSumY = WrapAdd(s.nSumY, my);
+                return !spreads(mx, my) || stack.Push(ClusterOffset{mx, my});
+            };
+            stack.Clear();
+            if (!take(x, y)) return false;
+            while (!stack.Empty()) {
+                const ClusterOffset m = stack.Pop();
+                for (int c = m.dx - rx; c <= m.dx + rx; ++c)
+                    for (int r = free.NextFree(c, m.dy - ry); r <= m.dy + ry;
+                         r = free.NextFree(c, r))
+                        if (!take(c, r)) return false;
+            }
             onCluster(s);
         }
     }
@@ -105,6 +161,10 @@ bool SearchEveryCluster(PointArray& arrCircles, int* pVisited, const int* pCentr
 template <class T>
 bool Clustering(const T* pSrc, const T* pBinary, const T* pMask, PointArray& arrCircles,
                 int nHeight, int nWidth, int nBitsStored, double dPixelSizeX, double dPixelSizeY) {
+    // A negative side is taken as 0: the scratch holds no sample then, while
+    // the entries called on it would count -5 x -5 as 25 samples.
+    nWidth = std::max(nWidth, 0);
+    nHeight = std::max(nHeight, 0);
     const std::size_t n = SampleCount(nWidth, nHeight);
     std::unique_ptr<int[]> pVisited = NewScratch<int>(n);
     if (!pVisited) return false;

@@ -18,6 +18,8 @@ namespace zetdip::detail {
 template <class T>
 bool RemoveFalsePositives(const T* pExclusion, const T* pSrc, T* pDst, int nHeight, int nWidth,
                           bool bUseExclusion) {
+    // No pixel, nothing to do; the column bounds below assume nWidth > 0.
+    if (nWidth <= 0 || nHeight <= 0) return true;
     const std::size_t w = nWidth > 0 ? static_cast<std::size_t>(nWidth) : 0;
     std::unique_ptr<T[]> pRows = NewScratch<T>(SampleCount(3, nWidth));
     if (!pRows) return false;

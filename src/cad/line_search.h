@@ -28,6 +28,10 @@ struct LineSearchDepth {
 // are not examined.
 template <class T>
 bool SearchLinesNorthSouth(T* pSrc, T* pDst, int nWidth, int nHeight, const LineSearchDepth& d) {
+    // A negative side is taken as 0: the scratch holds no sample then, while
+    // the entries called on it would count -5 x -5 as 25 samples.
+    nWidth = std::max(nWidth, 0);
+    nHeight = std::max(nHeight, 0);
     const std::size_t n = SampleCount(nWidth, nHeight);
     const int bpp = d.nBitsPerPixel, bits = d.nBitsStored;
     auto pGrad = NewScratch<T>(n);
@@ -42,7 +46,8 @@ bool SearchLinesNorthSouth(T* pSrc, T* pDst, int nWidth, int nHeight, const Line
 
     // A two-sample frame of the smoothed gradient is set to 0.
     T* pS = pWork.get();
-    const long long W = nWidth > 0 ? nWidth : 0, H = nHeight > 0 ? nHeight : 0;
+    // An empty image has no rows to visit, however long its other side.
+    const long long W = nWidth > 0 ? nWidth : 0, H = nHeight > 0 && W > 0 ? nHeight : 0;
     for (long long y = 0; y < H; ++y)
         for (long long x : {0LL, 1LL, W - 2, W - 1})
             if (x >= 0 && x < W) pS[y * W + x] = 0;
@@ -76,6 +81,10 @@ bool SearchLinesNorthSouth(T* pSrc, T* pDst, int nWidth, int nHeight, const Line
 template <class T>
 bool SearchLinesDiagonal(T* pSrc, T* pLines, T* pMask, int nWidth, int nHeight, double dPixelSize,
                          const LineSearchDepth& d) {
+    // A negative side is taken as 0: the scratch holds no sample then, while
+    // the entries called on it would count -5 x -5 as 25 samples.
+    nWidth = std::max(nWidth, 0);
+    nHeight = std::max(nHeight, 0);
     const std::size_t n = SampleCount(nWidth, nHeight);
     const int bpp = d.nBitsPerPixel, bits = d.nBitsStored;
     auto pWork = NewScratch<T>(n);
@@ -93,7 +102,7 @@ bool SearchLinesDiagonal(T* pSrc, T* pLines, T* pMask, int nWidth, int nHeight, 
 
     // Side borders: nBorder columns on the left, one fewer on the right (intended).
     const int nBorder = WrapSub(1, TruncToInt(-5.0 / dPixelSize));
-    const long long W = nWidth > 0 ? nWidth : 0, H = nHeight > 0 ? nHeight : 0;
+    const long long W = nWidth > 0 ? nWidth : 0, H = nHeight > 0 && W > 0 ? nHeight : 0;
     // The bounds are int arithmetic that wraps (a pixel size so small that
     // -5 / dPixelSize overflows clears every column), clipped to the row.
     const long long nLeftEnd = std::clamp<long long>(nBorder, 0, W);

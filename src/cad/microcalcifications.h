@@ -209,6 +209,8 @@ bool SearchEveryMicrocalcification(const T* pSrc, const T* pBinary, int* pVisite
     const int nRowEnd = nBottom < nHeight ? nBottom : nHeight;
     const int nColBegin = nLeft > 0 ? nLeft : 0;
     const int nColEnd = nRight < nWidth ? nRight : nWidth;
+    // No row is scanned without a column, however many rows there are.
+    if (nColBegin >= nColEnd) return true;
     const std::size_t w = static_cast<std::size_t>(nWidth > 0 ? nWidth : 0);
     for (int y = nRowBegin; y < nRowEnd; ++y) {
         for (int x = nColBegin; x < nColEnd; ++x) {

@@ -15,7 +15,7 @@ void MaskWords(unsigned short* pWords, unsigned short nMask, int nCount) {
 }
 
 void AdjustWords(unsigned short* pWords, int nBitsStored, int nHighBit, int nCount) {
-    const auto nMask = static_cast<unsigned short>(Shr32(0xFFFFu, 16 - nBitsStored));
+    const auto nMask = static_cast<unsigned short>(Shr32(0xFFFFu, WrapSub(16, nBitsStored)));
     const int nShift = WrapAdd(WrapSub(nHighBit, nBitsStored), 1);
     if (nShift == 0)
         MaskWords(pWords, nMask, nCount);
@@ -33,7 +33,7 @@ void UnAdjustWords(unsigned short* pWords, int nBitsStored, int nHighBit, int nC
 }
 
 unsigned short ToggleSignBit(int nBitsStored, unsigned short nValue) {
-    return static_cast<unsigned short>(nValue ^ Shl32(1u, nBitsStored - 1));
+    return static_cast<unsigned short>(nValue ^ Shl32(1u, WrapSub(nBitsStored, 1)));
 }
 
 void ToggleSignBitsIfNeeded(unsigned short* pWords, int nPixelRepresentation, int nBitsPerPixel,

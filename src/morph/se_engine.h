@@ -233,11 +233,12 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
     if (nSEHeight < 3 || nSEWidth < 0) return false;
     const int hA = nSEHeight / 2;
     const int hB = nSEWidth / 2;
-    const std::size_t nStride = nWidth > 0 ? static_cast<std::size_t>(nWidth) : 0;
+    // An empty image needs no cache, however long its other side.
+    if (nWidth <= 0 || nHeight <= 0) return true;
+    const std::size_t nStride = static_cast<std::size_t>(nWidth);
     // The same memory as the row cache: hA + 1 rows.
     auto pRing = NewScratch<T>((static_cast<std::size_t>(hA) + 1) * nStride);
     if (!pRing) return false;
-    if (nWidth <= 0 || nHeight <= 0) return true;
 
     const bool bInPlace = pSrc == pDst;
     const SeGeometry g{

@@ -64,6 +64,10 @@ template <class T>
 bool ThicknessStage(T* pSrcA, const T* pSrcB, T* pDst, int nWidth, int nHeight, int nBitsStored,
                     const int* pHitSE, int nHitSEHeight, int nHitSEWidth, int nHitSECount,
                     const int* pMissSE, int nMissSEHeight, int nMissSEWidth, int nMissSECount) {
+    // A negative side is taken as 0: the scratch holds no sample then, while
+    // the entries called on it would count -5 x -5 as 25 samples.
+    nWidth = std::max(nWidth, 0);
+    nHeight = std::max(nHeight, 0);
     const std::size_t n = SampleCount(nWidth, nHeight);
     const int nCount = LoopCount(nWidth, nHeight);
     const T nFull = static_cast<T>(MaxValue16(nBitsStored));

@@ -31,7 +31,8 @@ bool BenchClustering(const T* pBinary, PointArray& arrCentres, int nHeight, int 
 
     {
         BlobStack blobs;
-        for (int y = 0; y < nHeight; ++y) {
+        // No row is scanned without a column, however many rows there are.
+        for (int y = 0; y < nHeight && nWidth > 0; ++y) {
             for (int x = 0; x < nWidth; ++x) {
                 const std::size_t i = static_cast<std::size_t>(y) * w + static_cast<std::size_t>(x);
                 if (pBinary[i] == 0 || pVisited[i] != 0) continue;

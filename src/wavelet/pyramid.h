@@ -85,6 +85,12 @@ bool WaveletDecompose(const T* pSrc, double* pCoef, int nWidth, int nHeight, int
     // Rows are transformed in place in pCoef; columns go through one scratch.
     // A negative side is a scratch request no allocator grants.
     if (nWidth < 0 || nHeight < 0) return false;
+    // An empty image has no level to perform, however long its other side.
+    if (nWidth == 0 || nHeight == 0) {
+        rLowWidth = nWidth;
+        rLowHeight = nHeight;
+        return true;
+    }
     // Rows need no scratch of their own, but the row scratch is still taken,
     // so that running out of memory fails the call at the same point.
     const auto pRowScratch = NewScratch<double>(static_cast<std::size_t>(nWidth));
@@ -154,6 +160,8 @@ bool WaveletReconstruct(double* pCoef, typename Out::Sample* pDst, int nBitsStor
                         int nLowHeight, const int* pWidthOdd, const int* pHeightOdd, int nLevels) {
     if (pWidthOdd == nullptr || pHeightOdd == nullptr) return false;
     if (nWidth < 0 || nHeight < 0) return false;  // the scratch request would fail
+    // An empty image has no sample to rebuild, however long its other side.
+    if (nWidth == 0 || nHeight == 0) return true;
     // The row scratch is taken although rows are transformed in place (see above).
     const auto pRowScratch = NewScratch<double>(static_cast<std::size_t>(nWidth));
     const ColumnScratch columns = NewColumnScratch(nHeight);
@@ -163,12 +171,14 @@ bool WaveletReconstruct(double* pCoef, typename Out::Sample* pDst, int nBitsStor
     // left untransformed rather than written past it.
     int w = nLowWidth;
     int h = nLowHeight;
-    for (int k = nLevels - 1; k >= 0; --k) {
+    // nLevels <= 0 reconstructs no level (and nLevels - 1 would wrap at INT_MIN).
+    const int nTopLevel = nLevels > 0 ? nLevels - 1 : -1;
+    for (int k = nTopLevel; k >= 0; --k) {
         const int nOddW = pWidthOdd[k];
         const int nOddH = pHeightOdd[k];
         const int nW = WrapSub(WrapMul(2, w), nOddW);
         const int nH = WrapSub(WrapMul(2, h), nOddH);
-        if (k == nLevels - 1) ZeroBlock(pCoef, nWidth, nHeight, 0, h, 0, w);
+        if (k == nTopLevel) ZeroBlock(pCoef, nWidth, nHeight, 0, h, 0, w);
         if (k != nKeepLevelA && k != nKeepLevelB) {
             // The stripes cross the whole image, finer levels included: intended.
             ZeroBlock(pCoef, nWidth, nHeight, h, nH, 0, nWidth);

@@ -1,6 +1,8 @@
 // Cluster growing, circle merging and the clustering entry.
 #include <gtest/gtest.h>
 
+#include <climits>
+
 #include "DipClustering.h"
 #include "cad/clusters.h"
 #include "support/cad_images.h"
@@ -25,6 +27,39 @@ TEST(ClusterGrowing, MatchesRecursionWithRectangularReach) {
             ASSERT_EQ(g, want) << x << "," << y;
         }
     EXPECT_EQ(visited, expected);
+}
+
+TEST(ClusterScan, ColumnLinksGatherWhatTheGrowingGathers) {
+    // Every cluster of the scan against GrowCluster started from each free
+    // centre in row-major order: reaches of 3 x 5 and 0 x 1 pixels, windows
+    // that leave the image, one reach larger than the image, dense and sparse maps.
+    const double sizes[][2] = {{2.0, 1.3}, {7.0, 6.0}, {0.1, 0.1}, {2.0, 1.3}};
+    std::uint32_t seed = 40;
+    for (auto [w, h] : {std::pair{67, 33}, {20, 90}, {1, 1}, {5, 3}})
+        for (const auto& size : sizes)
+            for (int nSparse : {1, 6}) {
+                auto centres = RandomImage<int>(w, h, -nSparse, 1, ++seed);
+                for (int& c : centres) c = c > 0;
+                std::vector<int> visited(centres.size(), 0), links(centres.size(), 0);
+                std::vector<Grown> want, got;
+                ClusterStack stack;
+                for (int y = 0; y < h; ++y)
+                    for (int x = 0; x < w; ++x) {
+                        if (!centres[y * w + x] || visited[y * w + x]) continue;
+                        Grown g{w, h, 0, 0, 0, 0, 0};
+                        ASSERT_TRUE(GrowCluster(centres.data(), visited.data(), x, y, g[0], g[1],
+                                                g[2], g[3], g[4], w, h, size[0], size[1], g[5],
+                                                g[6], 6.8, stack));
+                        want.push_back(g);
+                    }
+                ASSERT_TRUE(zetdip::detail::ForEachCluster(
+                    centres.data(), links.data(), size[0], size[1], w, h, 6.8, stack,
+                    [&](const zetdip::detail::ClusterSummary& s) {
+                        got.push_back(
+                            {s.nMinX, s.nMinY, s.nMaxX, s.nMaxY, s.nCount, s.nSumX, s.nSumY});
+                    }));
+                EXPECT_EQ(got, want) << w << "x" << h << " " << size[0];
+            }
 }
 
 TEST(ClusterScan, ThousandsOfCentresFormOneClusterWithoutRecursion) {
@@ -100,6 +135,19 @@ TEST(Clustering, OddSizedArrayThrowsAndRefusalsLeaveTheArray) {
     for (auto [nBpp, nBits] : {std::pair{24, 8}, {8, 7}, {8, 17}})
         EXPECT_FALSE(s.Run(arr, nBpp, nBits));
     EXPECT_EQ(ToPoints(arr), (Points{{1000, 1000}}));
+}
+
+TEST(Clustering, EmptyImagesScanNoRowOfTheirLongSide) {
+    // Nothing to find and nothing scanned: 2^31 empty rows would take seconds, and
+    // -5 x -5 (25 samples to the stretching inside) has none in the scratch.
+    std::vector<unsigned short> none;
+    auto* p = reinterpret_cast<unsigned char*>(none.data());
+    for (auto [w, h] : {std::pair{0, INT_MAX}, {INT_MAX, 0}, {-1, INT_MAX}, {-5, -5}})
+        for (auto [nBpp, nBits] : {std::pair{8, 8}, {16, 12}}) {
+            Array arr;
+            EXPECT_TRUE(CDipClustering::ApplyClustering(p, p, p, arr, nBpp, nBits, w, h, 1.0, 1.0));
+            EXPECT_EQ(arr.GetSize(), 0);
+        }
 }
 
 TEST(Clustering, FullySetCandidateImageRunsWithoutRecursion) {

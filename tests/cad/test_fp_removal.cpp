@@ -1,6 +1,8 @@
 // Removal of isolated and excluded candidate pixels.
 #include <gtest/gtest.h>
 
+#include <climits>
+
 #include "DipClustering.h"
 #include "support/cad_images.h"
 
@@ -67,6 +69,20 @@ TYPED_TEST(FPRemoval, MatchesReferenceInPlaceAndNot) {
                 EXPECT_EQ(inPlace, out) << w << "x" << h;
             }
         }
+}
+
+TYPED_TEST(FPRemoval, EmptyImagesRunNoLoopWhateverTheOtherSide) {
+    // Without a pixel no row or column is visited: neither a column bound
+    // that would wrap (INT_MIN - 3) nor a huge row count runs a loop.
+    std::vector<TypeParam> none;
+    for (auto [w, h] : {std::pair{INT_MIN, 5},
+                        {INT_MIN + 2, 9},
+                        {0, INT_MAX},
+                        {INT_MAX, 0},
+                        {-1, INT_MAX},
+                        {INT_MAX, INT_MIN}})
+        for (bool bUse : {false, true})
+            EXPECT_TRUE(Run(&none, none, none, w, h, bUse)) << w << "x" << h;
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // 16-bit pixel word adjustment, un-adjustment and the sign-bit toggle.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <vector>
 
 #include "DipBasic.h"
@@ -50,6 +51,14 @@ TEST(AdjustPixels, OutOfRangeBitCountsDoNotCrash) {
     EXPECT_EQ(w, (Words{0x00FF, 0x0034}));
     zetdip::detail::UnAdjustWords(w.data(), 0, 40, 2);  // shift 41 -> 9
     EXPECT_EQ(w, (Words{0xFE00, 0x6800}));
+
+    // The counts wrap instead of overflowing: 16 - INT_MIN is 16 modulo 32,
+    // so the mask is 0, and INT_MAX - INT_MIN + 1 is a shift of 0.
+    CDipBasic::AdjustPixels16Bits(w.data(), INT_MIN, INT_MAX, 2, 1);
+    EXPECT_EQ(w, (Words{0, 0}));
+    Words one = {0x1234};
+    CDipBasic::ConvertToSignedIfNeeded(one.data(), 1, 16, 1, INT_MIN);  // bit 31: none of 16
+    EXPECT_EQ(one[0], 0x1234);
 }
 
 TEST(SignConversion, TogglesStoredSignBitOnlyForSignedWords) {

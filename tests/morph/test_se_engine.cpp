@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <random>
 #include <vector>
 
@@ -107,6 +108,17 @@ TEST(SeEngine, CountThatCannotMatchChangesNothingLowOrNegativeElementsFail) {
         ASSERT_TRUE(Engine(img.data(), out.data(), 67, 33, Element(9, 1), 3, 3, n));
         EXPECT_EQ(out, img);
     }
+}
+
+TEST(SeEngine, EmptyImageSucceedsWithoutACacheForItsLongSide) {
+    // A cache of INT_MAX / 2 rows of INT_MAX samples can never be had; an
+    // image without pixels does not ask for it.
+    Bytes8 none;
+    for (const auto& [w, h] : {std::pair{INT_MAX, 0}, {0, INT_MAX}, {INT_MAX, -1}})
+        for (bool bErode : {true, false}) {
+            EXPECT_TRUE(Engine(none.data(), none.data(), w, h, Element(), INT_MAX, 0, 1, bErode));
+            EXPECT_FALSE(Engine(none.data(), none.data(), w, h, Element(), 2, 0, 1, bErode));
+        }
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // The test bench's simpler clustering.
 #include <gtest/gtest.h>
 
+#include <climits>
+
 #include "DipTest.h"
 #include "support/cad_images.h"
 
@@ -28,6 +30,17 @@ TEST(BenchClustering, ThreeMembersWithin64MakeOnePointPerCall) {
     for (auto [nBpp, nBits] : {std::pair{24, 8}, {8, 7}, {8, 17}})
         EXPECT_FALSE(Cluster(b, arr, nBits, 7, nBpp));
     EXPECT_EQ(arr.GetSize(), 2);  // refusals leave the array untouched
+}
+
+TEST(BenchClustering, EmptyImagesScanNoRowOfTheirLongSide) {
+    std::vector<unsigned short> none;
+    auto* p = reinterpret_cast<unsigned char*>(none.data());
+    for (auto [w, h] : {std::pair{0, INT_MAX}, {INT_MAX, 0}, {0, 1 << 30}})
+        for (auto [nBpp, nBits] : {std::pair{8, 8}, {16, 12}}) {
+            Array arr;
+            EXPECT_TRUE(CDipTest::ApplyClustering(p, arr, nBpp, nBits, w, h, 11, 1.0, 1.0));
+            EXPECT_EQ(arr.GetSize(), 0);
+        }
 }
 
 TEST(BenchClustering, SixteenBitRunAdjustsTheCallersImage) {

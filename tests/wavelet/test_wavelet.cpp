@@ -1,6 +1,7 @@
 // Wavelet transform, decomposition, reconstruction and set difference.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <tuple>
 
@@ -195,6 +196,36 @@ TEST(WaveletReconstruction, StripesReachFinerLevelsAndKeepingNoLevelClearsAll) {
                                                             p.widthOdd, p.heightOdd, p.nLevels));
         EXPECT_EQ(p.coef == Vec(zeros.size(), 0.0), bCleared == 1) << nRow << ',' << nColumn;
     }
+}
+
+TEST(WaveletReconstruction, NoLevelForNonPositiveLevelCounts) {
+    // Only the conversion and the threshold run: |-200.7| -> 200 -> 255, 300 -> 44 -> 0.
+    for (int nLevels : {0, -1, INT_MIN}) {
+        Vec coef(16 * 16, 0.0);
+        coef[3] = -200.7, coef[17] = 300.0;
+        const Vec before = coef;
+        Bytes8 out(coef.size(), 9), expected(coef.size(), 0);
+        expected[3] = 255;
+        int odd[4] = {1, 1, 1, 1};
+        EXPECT_TRUE(CDipWavelet::ApplyWaveletReconstruction(coef.data(), out.data(), 8, 8, 16, 16,
+                                                            0, 1, 8, 8, odd, odd, nLevels));
+        EXPECT_EQ(coef, before) << nLevels;
+        EXPECT_EQ(out, expected) << nLevels;
+    }
+}
+
+TEST(WaveletPyramid, EmptyImagesSucceedWhateverTheOtherSide) {
+    Bytes8 none;
+    int odd[4] = {7, 7, 7, 7};
+    for (auto [w, h] : {std::pair{0, INT_MAX}, {INT_MAX, 0}, {0, 0}}) {
+        int nLowW = -1, nLowH = -1;
+        EXPECT_TRUE(CDipWavelet::ApplyWaveletDecomposition(none.data(), nullptr, w, h, 8, 8, nLowW,
+                                                           nLowH, odd, odd, 4));
+        EXPECT_EQ(std::pair(nLowW, nLowH), std::pair(w, h));
+        EXPECT_TRUE(CDipWavelet::ApplyWaveletReconstruction(nullptr, none.data(), 16, 12, w, h, 0,
+                                                            1, 0, 0, odd, odd, 4));
+    }
+    EXPECT_EQ(odd[0], 7);  // no level performed
 }
 
 TEST(WaveletReconstruction, ConversionStoresLowBitsOfTheMagnitude) {
