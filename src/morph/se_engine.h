@@ -46,6 +46,11 @@ struct ErodeOp {
     static T Extreme(T e, T v) {
         return v < e ? v : e;
     }
+    // The neighbour least likely to qualify.
+    template <class T>
+    static T Opposite(T a, T b) {
+        return a > b ? a : b;
+    }
 };
 
 struct DilateOp {
@@ -56,6 +61,10 @@ struct DilateOp {
     template <class T>
     static T Extreme(T e, T v) {
         return v > e ? v : e;
+    }
+    template <class T>
+    static T Opposite(T a, T b) {
+        return a < b ? a : b;
     }
 };
 
@@ -217,6 +226,36 @@ void RankRuleBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo, 
     }
 }
 
+// The blocked span for an element of two neighbours (the shaped 3x3
+// elements) when both must qualify (nNeed == 2): the count equals 2 exactly
+// when the less qualifying of the two does, so no counting is needed, and
+// the whole rule runs in one pass over the row.
+template <class Op, class T>
+void TwoMemberBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo, int xHi, T* pOut) {
+    const T* pRow[2] = {nullptr, nullptr};
+    int nDx[2] = {0, 0};
+    int m = 0;
+    const int y = rows.y;
+    for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy)
+        for (int dx = -g.hA; dx <= g.hA; ++dx) {
+            if ((dy == 0 && dx == 0) || !g.Member(dy, dx)) continue;
+            const bool bFromCache = dy < 0 || (dy == 0 && dx < 0);
+            pRow[m] = rows.Row(y + dy + (bFromCache && dx < -g.hB ? 1 : 0));
+            nDx[m] = dx;
+            ++m;
+        }
+    const T* pCentre = rows.Row(y);
+    const T* pSeed = rows.Row(y - g.hA);
+    const T* pA = pRow[0];
+    const T* pB = pRow[1];
+    const int nA = nDx[0], nB = nDx[1], nSeed = -g.hB;
+    for (int x = xLo; x <= xHi; ++x) {
+        const T vc = pCentre[x], a = pA[x + nA], b = pB[x + nB];
+        const T e = Op::Extreme(Op::Extreme(pSeed[x + nSeed], a), b);
+        pOut[x] = Op::Qualifies(Op::Opposite(a, b), vc) ? e : vc;
+    }
+}
+
 // Erosion (ErodeOp) or dilation (DilateOp) of a one-channel image. pDst may
 // equal pSrc. Returns false, writing nothing, for nSEHeight < 3, for a
 // negative nSEWidth (chosen: from -2 down the last pixel of a row would
@@ -295,6 +334,8 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
                 // The count can never match: every pixel keeps its value.
                 std::memmove(pOut + lo, pCentre + lo,
                              static_cast<std::size_t>(hi - lo + 1) * sizeof(T));
+            else if (nMembers == 2 && nNeed == 2)
+                TwoMemberBlocked<Op>(g, rows, lo, hi, pOut);
             else if (nMembers <= std::numeric_limits<T>::max())
                 RankRuleBlocked<Op, T, T>(g, rows, lo, hi, pOut, nNeed);
             else

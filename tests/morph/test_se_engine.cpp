@@ -62,6 +62,36 @@ TYPED_TEST(SeEngine, MatchesReferenceOnRandomImages) {
     }
 }
 
+// Every 3x3 element of the centre and two neighbours, with the count that
+// takes the extreme (the shaped operations) and one that never does.
+TYPED_TEST(SeEngine, TwoNeighbourElementsMatchReference) {
+    using T = TypeParam;
+    std::mt19937 rng(8);
+    const int sizes[][2] = {{3, 3}, {5, 4}, {67, 33}, {300, 7}};
+    for (int a = 0; a < 9; ++a)
+        for (int b = a + 1; b < 9; ++b) {
+            if (a == 4 || b == 4) continue;
+            Element se(9, 0);
+            se[4] = 1;
+            se[a] = 1;
+            se[b] = 2;
+            for (const auto& [w, h] : sizes)
+                for (int n : {3, 2}) {
+                    // Few grey levels, so that ties with the centre are common.
+                    const auto src = RandomImage<T>(w, h, 0, rng() % 2 ? 2 : T(~0u), rng());
+                    for (bool bErode : {true, false}) {
+                        std::vector<T> want(src.size()), out(src.size()), in = src;
+                        ReferenceRankRule(bErode, src.data(), want.data(), w, h, se.data(), 3, 3,
+                                          n);
+                        ASSERT_TRUE(Engine(src.data(), out.data(), w, h, se, 3, 3, n, bErode));
+                        ASSERT_TRUE(Engine(in.data(), in.data(), w, h, se, 3, 3, n, bErode));
+                        ASSERT_EQ(out, want) << a << b << ' ' << w << 'x' << h << " n " << n;
+                        ASSERT_EQ(in, want);
+                    }
+                }
+        }
+}
+
 TEST(SeEngine, GreyPixelWithOneBrighterMemberStays) {
     Bytes8 img = {50, 50, 50, 50, 100, 101, 50, 50, 50}, out(9);  // right member 101
     ASSERT_TRUE(Engine(img.data(), out.data(), 3, 3, {0, 0, 0, 1, 1, 1, 0, 0, 0}, 3, 3, 3));
