@@ -36,10 +36,18 @@ struct SumStep {
     std::uint32_t x, y;
 };
 
+struct SampleSpan {
+    int nMin, nMax;
+};
+
 // Smallest and largest sample. 8-bit images take the whole range: their
 // tables are small and the pass would cost more than it saves.
 template <class T>
 void SampleRange(const T* pSrc, long long nCount, int& nMin, int& nMax) {
+    if (nCount <= 0) {
+        nMin = nMax = 0;
+        return;
+    }
     if constexpr (sizeof(T) == 1) {
         (void)pSrc;
         (void)nCount;
@@ -149,21 +157,33 @@ float AccumulateFloatLiteral(const T* pSrc, long long nCount, Term term) {
 }
 
 // term(v) >= 0 is the double term of sample value v. Scratch: two tables
-// over the range of values present; without them the literal loop runs.
+// over the range of values present (pSpan, when given, holds every sample);
+// without them the literal loop runs.
 template <class T, class Term>
-float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path = SumPath::kFast) {
+float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path = SumPath::kFast,
+                      const SampleSpan* pSpan = nullptr) {
     if (path == SumPath::kScalarOnly || nCount <= 0)
         return AccumulateFloatLiteral(pSrc, nCount, term);
     int nMin = 0, nMax = 0;
-    SampleRange(pSrc, nCount, nMin, nMax);
+    if (pSpan != nullptr) {
+        nMin = pSpan->nMin;
+        nMax = pSpan->nMax;
+    } else {
+        SampleRange(pSrc, nCount, nMin, nMax);
+    }
     const std::size_t nRange = static_cast<std::size_t>(nMax - nMin) + 1;
     auto pTerm = NewScratch<double>(nRange);
     auto table = NewScratch<SumStep>(nRange);
     if (!pTerm || !table) return AccumulateFloatLiteral(pSrc, nCount, term);
     double dMaxTerm = 0.0;
+    int nZeroTerms = 0, nZeroValue = 0;
     for (std::size_t v = 0; v < nRange; ++v) {
         pTerm[v] = term(static_cast<T>(nMin + static_cast<int>(v)));
         dMaxTerm = std::max(dMaxTerm, pTerm[v]);
+        if (pTerm[v] == 0.0) {
+            ++nZeroTerms;
+            nZeroValue = nMin + static_cast<int>(v);
+        }
     }
     auto at = [&](T v) { return pTerm[static_cast<std::size_t>(static_cast<int>(v) - nMin)]; };
 
@@ -178,6 +198,15 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
     while (i < nCount) {
         // Adding 0 to 0 leaves it 0: skip a leading run of zero terms.
         if (acc == 0.0f) {
+            if (nZeroTerms == 1) {  // whole words of that one value at a time
+                const T z = static_cast<T>(nZeroValue);
+                std::uint64_t mZ = 0, mUnused = 0;
+                while (i + 64 <= nCount) {
+                    EqualityMasks(pSrc + i, z, z, mZ, mUnused);
+                    if (mZ != ~std::uint64_t{0}) break;
+                    i += 64;
+                }
+            }
             while (i < nCount && at(pSrc[i]) == 0.0) ++i;
             if (i == nCount) break;
         }

@@ -4,6 +4,7 @@
 // images and long zero runs.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -66,6 +67,14 @@ void ExpectSameStatistics(const std::vector<T>& image, const std::string& what) 
     const float fWhole = std::floor(fMean) + 1.0f;
     EXPECT_EQ(Bits(StandardDeviation(image.data(), n, fWhole)),
               Bits(LiteralDeviation(image, fWhole)));
+    // Around the first sample: a leading run of it adds zeros to zero.
+    const float fFirst = image[0];
+    EXPECT_EQ(Bits(StandardDeviation(image.data(), n, fFirst)),
+              Bits(LiteralDeviation(image, fFirst)));
+    // Both at once, as the threshold entries take them.
+    const auto both = zetdip::detail::MeanAndDeviation(image.data(), n);
+    EXPECT_EQ(Bits(both.fMean), Bits(fMean));
+    EXPECT_EQ(Bits(both.fDeviation), Bits(LiteralDeviation(image, fMean)));
 }
 
 template <class T>
@@ -98,6 +107,8 @@ TEST(FloatSum, FullSizeBinaryAndSaturatedImagesMatchTheLiteralLoop) {
     for (std::size_t i = late.size() - late.size() / 7; i < late.size(); ++i)
         late[i] = static_cast<unsigned short>(3000 + i % 97);
     ExpectSameStatistics(late, "12-bit, zeros then a band");
+    std::fill(late.begin(), late.end() - late.size() / 9, static_cast<unsigned short>(7));
+    ExpectSameStatistics(late, "12-bit, sevens then a band");
     // Binary with a third value now and then: two-valued and general blocks mix.
     auto mixed = Binary<unsigned short>(4, 4095, 9);
     for (std::size_t i = 0; i < mixed.size(); i += 1001) mixed[i] = 2047;
