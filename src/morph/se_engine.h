@@ -31,6 +31,7 @@
 #include <limits>
 
 #include "core/common.h"
+#include "core/cpu.h"
 
 namespace zetdip::detail {
 
@@ -231,7 +232,32 @@ void RankRuleBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo, 
 // when the less qualifying of the two does, so no counting is needed, and
 // the whole rule runs in one pass over the row.
 template <class Op, class T>
-void TwoMemberBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo, int xHi, T* pOut) {
+ZETDIP_ALWAYS_INLINE void TwoMemberLoop(const T* pCentre, const T* pSeed, int nSeed, const T* pA,
+                                        int nA, const T* pB, int nB, int xLo, int xHi, T* pOut) {
+    for (int x = xLo; x <= xHi; ++x) {
+        const T vc = pCentre[x], a = pA[x + nA], b = pB[x + nB];
+        const T e = Op::Extreme(Op::Extreme(pSeed[x + nSeed], a), b);
+        pOut[x] = Op::Qualifies(Op::Opposite(a, b), vc) ? e : vc;
+    }
+}
+
+template <class Op, class T>
+void TwoMemberLoopBaseline(const T* pCentre, const T* pSeed, int nSeed, const T* pA, int nA,
+                           const T* pB, int nB, int xLo, int xHi, T* pOut) {
+    TwoMemberLoop<Op>(pCentre, pSeed, nSeed, pA, nA, pB, nB, xLo, xHi, pOut);
+}
+
+#if ZETDIP_HAS_AVX2_PATH
+template <class Op, class T>
+ZETDIP_TARGET_AVX2 void TwoMemberLoopAvx2(const T* pCentre, const T* pSeed, int nSeed, const T* pA,
+                                          int nA, const T* pB, int nB, int xLo, int xHi, T* pOut) {
+    TwoMemberLoop<Op>(pCentre, pSeed, nSeed, pA, nA, pB, nB, xLo, xHi, pOut);
+}
+#endif
+
+template <class Op, class T>
+void TwoMemberBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo, int xHi, T* pOut,
+                      VectorPath vector) {
     const T* pRow[2] = {nullptr, nullptr};
     int nDx[2] = {0, 0};
     int m = 0;
@@ -246,14 +272,14 @@ void TwoMemberBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo,
         }
     const T* pCentre = rows.Row(y);
     const T* pSeed = rows.Row(y - g.hA);
-    const T* pA = pRow[0];
-    const T* pB = pRow[1];
-    const int nA = nDx[0], nB = nDx[1], nSeed = -g.hB;
-    for (int x = xLo; x <= xHi; ++x) {
-        const T vc = pCentre[x], a = pA[x + nA], b = pB[x + nB];
-        const T e = Op::Extreme(Op::Extreme(pSeed[x + nSeed], a), b);
-        pOut[x] = Op::Qualifies(Op::Opposite(a, b), vc) ? e : vc;
-    }
+#if ZETDIP_HAS_AVX2_PATH
+    if (vector == VectorPath::kAvx2)
+        return TwoMemberLoopAvx2<Op>(pCentre, pSeed, -g.hB, pRow[0], nDx[0], pRow[1], nDx[1], xLo,
+                                     xHi, pOut);
+#endif
+    (void)vector;
+    TwoMemberLoopBaseline<Op>(pCentre, pSeed, -g.hB, pRow[0], nDx[0], pRow[1], nDx[1], xLo, xHi,
+                              pOut);
 }
 
 // Erosion (ErodeOp) or dilation (DilateOp) of a one-channel image. pDst may
@@ -268,7 +294,8 @@ void TwoMemberBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo,
 // (chosen).
 template <class Op, class T>
 bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE, int nSEHeight,
-                 int nSEWidth, int nSECount, EnginePath path = EnginePath::kBlocked) {
+                 int nSEWidth, int nSECount, EnginePath path = EnginePath::kBlocked,
+                 VectorPath vector = VectorPath::kAuto) {
     if (nSEHeight < 3 || nSEWidth < 0) return false;
     const int hA = nSEHeight / 2;
     const int hB = nSEWidth / 2;
@@ -279,6 +306,7 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
     if (nWidth <= 0 || nHeight <= 0) return true;
 
     const bool bInPlace = pSrc == pDst;
+    vector = ResolvePath(vector);
     const SeGeometry g{
         pSE,   static_cast<long long>(nSEHeight) * nSEWidth, nSEWidth, hA, hB, std::min(hA, hB),
         nWidth};
@@ -335,7 +363,7 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
                 std::memmove(pOut + lo, pCentre + lo,
                              static_cast<std::size_t>(hi - lo + 1) * sizeof(T));
             else if (nMembers == 2 && nNeed == 2)
-                TwoMemberBlocked<Op>(g, rows, lo, hi, pOut);
+                TwoMemberBlocked<Op>(g, rows, lo, hi, pOut, vector);
             else if (nMembers <= std::numeric_limits<T>::max())
                 RankRuleBlocked<Op, T, T>(g, rows, lo, hi, pOut, nNeed);
             else

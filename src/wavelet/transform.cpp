@@ -6,6 +6,7 @@
 
 #include "DipWavelet.h"
 #include "core/common.h"
+#include "core/cpu.h"
 
 using namespace zetdip::detail;
 
@@ -127,7 +128,8 @@ void Inverse(const double* in, int nLowCount, int nOdd, double* out) {
 // Lane versions of the unguarded bodies above, term for term.
 constexpr int kL = kWaveletLanes;
 
-void ForwardLanes(const double* x, Idx nStride, int nLength, int nOdd, double* out) {
+ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength, int nOdd,
+                                       double* out) {
     const Idx n = nLength;
     const Idx nL = (n + nOdd) / 2;
     const Idx nH = nL - nOdd;
@@ -171,7 +173,8 @@ void ForwardLanes(const double* x, Idx nStride, int nLength, int nOdd, double* o
     add(nE - 1, nE - 1, 1.0);
 }
 
-void InverseLanes(const double* in, Idx nStride, int nLowCount, int nOdd, double* out) {
+ZETDIP_ALWAYS_INLINE void InverseLanes(const double* in, Idx nStride, int nLowCount, int nOdd,
+                                       double* out) {
     const Idx nL = nLowCount;
     const Idx nH = nL - nOdd;
     auto add = [&](Idx o, Idx nSrc, double dTap) {
@@ -204,6 +207,23 @@ void InverseLanes(const double* in, Idx nStride, int nLowCount, int nOdd, double
     if (nOdd != 1) add(2 * nL - 1, nL - 1, 0.5);
 }
 
+void ForwardLanesBaseline(const double* x, Idx nStride, int nLength, int nOdd, double* out) {
+    ForwardLanes(x, nStride, nLength, nOdd, out);
+}
+void InverseLanesBaseline(const double* in, Idx nStride, int nLowCount, int nOdd, double* out) {
+    InverseLanes(in, nStride, nLowCount, nOdd, out);
+}
+#if ZETDIP_HAS_AVX2_PATH
+ZETDIP_TARGET_AVX2 void ForwardLanesAvx2(const double* x, Idx nStride, int nLength, int nOdd,
+                                         double* out) {
+    ForwardLanes(x, nStride, nLength, nOdd, out);
+}
+ZETDIP_TARGET_AVX2 void InverseLanesAvx2(const double* in, Idx nStride, int nLowCount, int nOdd,
+                                         double* out) {
+    InverseLanes(in, nStride, nLowCount, nOdd, out);
+}
+#endif
+
 }  // namespace
 
 namespace zetdip::detail {
@@ -217,13 +237,23 @@ bool WaveletInverseLanesFit(int nLowCount, int nOdd) {
 }
 
 void WaveletForwardLanes(const double* x, std::ptrdiff_t nStride, int nLength, int nOdd,
-                         double* out) {
-    ForwardLanes(x, nStride, nLength, nOdd, out);
+                         double* out, VectorPath path) {
+#if ZETDIP_HAS_AVX2_PATH
+    if (ResolvePath(path) == VectorPath::kAvx2)
+        return ForwardLanesAvx2(x, nStride, nLength, nOdd, out);
+#endif
+    (void)path;
+    ForwardLanesBaseline(x, nStride, nLength, nOdd, out);
 }
 
 void WaveletInverseLanes(const double* in, std::ptrdiff_t nStride, int nLowCount, int nOdd,
-                         double* out) {
-    InverseLanes(in, nStride, nLowCount, nOdd, out);
+                         double* out, VectorPath path) {
+#if ZETDIP_HAS_AVX2_PATH
+    if (ResolvePath(path) == VectorPath::kAvx2)
+        return InverseLanesAvx2(in, nStride, nLowCount, nOdd, out);
+#endif
+    (void)path;
+    InverseLanesBaseline(in, nStride, nLowCount, nOdd, out);
 }
 
 void WaveletForwardInto(const double* x, int nLength, int nOdd, double* out) {

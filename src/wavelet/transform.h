@@ -7,6 +7,8 @@
 
 #include <cstddef>
 
+#include "core/cpu.h"
+
 namespace zetdip::detail {
 
 // Interior analysis low-pass taps for x[2k-4] .. x[2k+4] (they sum to 1).
@@ -72,10 +74,11 @@ bool WaveletInverse(double* pData, int nLowCount, int nOdd);
 inline constexpr int kWaveletLanes = 16;
 bool WaveletLanesFit(int nLength, int nOdd);
 bool WaveletInverseLanesFit(int nLowCount, int nOdd);
+// path selects the instruction set (core/cpu.h); every path gives the same values.
 void WaveletForwardLanes(const double* x, std::ptrdiff_t nStride, int nLength, int nOdd,
-                         double* out);
+                         double* out, VectorPath path = VectorPath::kAuto);
 void WaveletInverseLanes(const double* in, std::ptrdiff_t nStride, int nLowCount, int nOdd,
-                         double* out);
+                         double* out, VectorPath path = VectorPath::kAuto);
 
 }  // namespace zetdip::detail
 

@@ -12,6 +12,8 @@
 namespace {
 
 using zetdip::detail::EnginePath;
+using zetdip::detail::VectorPath;
+using zetdip::detail::VectorPathAvailable;
 using zetdip::test::RandomImage;
 using zetdip::test::ReferenceRankRule;
 using Bytes8 = std::vector<unsigned char>;
@@ -20,10 +22,11 @@ using Element = std::vector<int>;
 // The engine for one operation and path.
 template <class T>
 bool Engine(const T* s, T* d, int w, int h, const Element& se, int seH, int seW, int n,
-            bool bErode = true, EnginePath path = EnginePath::kBlocked) {
+            bool bErode = true, EnginePath path = EnginePath::kBlocked,
+            zetdip::detail::VectorPath vector = zetdip::detail::VectorPath::kAuto) {
     using namespace zetdip::detail;
-    return bErode ? ApplyWithSE<ErodeOp>(s, d, w, h, se.data(), seH, seW, n, path)
-                  : ApplyWithSE<DilateOp>(s, d, w, h, se.data(), seH, seW, n, path);
+    return bErode ? ApplyWithSE<ErodeOp>(s, d, w, h, se.data(), seH, seW, n, path, vector)
+                  : ApplyWithSE<DilateOp>(s, d, w, h, se.data(), seH, seW, n, path, vector);
 }
 
 template <class T>
@@ -79,12 +82,18 @@ TYPED_TEST(SeEngine, TwoNeighbourElementsMatchReference) {
                 for (int n : {3, 2}) {
                     // Few grey levels, so that ties with the centre are common.
                     const auto src = RandomImage<T>(w, h, 0, rng() % 2 ? 2 : T(~0u), rng());
-                    for (bool bErode : {true, false}) {
+                    for (int op = 0; op < 4; ++op) {  // both operations on both vector paths
+                        const bool bErode = op < 2;
+                        const VectorPath vector =
+                            op % 2 ? VectorPath::kAvx2 : VectorPath::kBaseline;
+                        if (!VectorPathAvailable(vector)) continue;
                         std::vector<T> want(src.size()), out(src.size()), in = src;
                         ReferenceRankRule(bErode, src.data(), want.data(), w, h, se.data(), 3, 3,
                                           n);
-                        ASSERT_TRUE(Engine(src.data(), out.data(), w, h, se, 3, 3, n, bErode));
-                        ASSERT_TRUE(Engine(in.data(), in.data(), w, h, se, 3, 3, n, bErode));
+                        ASSERT_TRUE(Engine(src.data(), out.data(), w, h, se, 3, 3, n, bErode,
+                                           EnginePath::kBlocked, vector));
+                        ASSERT_TRUE(Engine(in.data(), in.data(), w, h, se, 3, 3, n, bErode,
+                                           EnginePath::kBlocked, vector));
                         ASSERT_EQ(out, want) << a << b << ' ' << w << 'x' << h << " n " << n;
                         ASSERT_EQ(in, want);
                     }
