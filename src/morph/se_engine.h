@@ -31,6 +31,7 @@
 #include <limits>
 
 #include "core/common.h"
+#include "core/cpu.h"
 
 namespace zetdip::detail {
 
@@ -46,6 +47,11 @@ struct ErodeOp {
     static T Extreme(T e, T v) {
         return v < e ? v : e;
     }
+    // The neighbour least likely to qualify.
+    template <class T>
+    static T Opposite(T a, T b) {
+        return a > b ? a : b;
+    }
 };
 
 struct DilateOp {
@@ -56,6 +62,10 @@ struct DilateOp {
     template <class T>
     static T Extreme(T e, T v) {
         return v > e ? v : e;
+    }
+    template <class T>
+    static T Opposite(T a, T b) {
+        return a < b ? a : b;
     }
 };
 
@@ -217,6 +227,61 @@ void RankRuleBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo, 
     }
 }
 
+// The blocked span for an element of two neighbours (the shaped 3x3
+// elements) when both must qualify (nNeed == 2): the count equals 2 exactly
+// when the less qualifying of the two does, so no counting is needed, and
+// the whole rule runs in one pass over the row.
+template <class Op, class T>
+ZETDIP_ALWAYS_INLINE void TwoMemberLoop(const T* pCentre, const T* pSeed, int nSeed, const T* pA,
+                                        int nA, const T* pB, int nB, int xLo, int xHi, T* pOut) {
+    for (int x = xLo; x <= xHi; ++x) {
+        const T vc = pCentre[x], a = pA[x + nA], b = pB[x + nB];
+        const T e = Op::Extreme(Op::Extreme(pSeed[x + nSeed], a), b);
+        pOut[x] = Op::Qualifies(Op::Opposite(a, b), vc) ? e : vc;
+    }
+}
+
+template <class Op, class T>
+void TwoMemberLoopBaseline(const T* pCentre, const T* pSeed, int nSeed, const T* pA, int nA,
+                           const T* pB, int nB, int xLo, int xHi, T* pOut) {
+    TwoMemberLoop<Op>(pCentre, pSeed, nSeed, pA, nA, pB, nB, xLo, xHi, pOut);
+}
+
+#if ZETDIP_HAS_AVX2_PATH
+template <class Op, class T>
+ZETDIP_TARGET_AVX2 void TwoMemberLoopAvx2(const T* pCentre, const T* pSeed, int nSeed, const T* pA,
+                                          int nA, const T* pB, int nB, int xLo, int xHi, T* pOut) {
+    TwoMemberLoop<Op>(pCentre, pSeed, nSeed, pA, nA, pB, nB, xLo, xHi, pOut);
+}
+#endif
+
+template <class Op, class T>
+void TwoMemberBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo, int xHi, T* pOut,
+                      VectorPath vector) {
+    const T* pRow[2] = {nullptr, nullptr};
+    int nDx[2] = {0, 0};
+    int m = 0;
+    const int y = rows.y;
+    for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy)
+        for (int dx = -g.hA; dx <= g.hA; ++dx) {
+            if ((dy == 0 && dx == 0) || !g.Member(dy, dx)) continue;
+            const bool bFromCache = dy < 0 || (dy == 0 && dx < 0);
+            pRow[m] = rows.Row(y + dy + (bFromCache && dx < -g.hB ? 1 : 0));
+            nDx[m] = dx;
+            ++m;
+        }
+    const T* pCentre = rows.Row(y);
+    const T* pSeed = rows.Row(y - g.hA);
+#if ZETDIP_HAS_AVX2_PATH
+    if (vector == VectorPath::kAvx2)
+        return TwoMemberLoopAvx2<Op>(pCentre, pSeed, -g.hB, pRow[0], nDx[0], pRow[1], nDx[1], xLo,
+                                     xHi, pOut);
+#endif
+    (void)vector;
+    TwoMemberLoopBaseline<Op>(pCentre, pSeed, -g.hB, pRow[0], nDx[0], pRow[1], nDx[1], xLo, xHi,
+                              pOut);
+}
+
 // Erosion (ErodeOp) or dilation (DilateOp) of a one-channel image. pDst may
 // equal pSrc. Returns false, writing nothing, for nSEHeight < 3, for a
 // negative nSEWidth (chosen: from -2 down the last pixel of a row would
@@ -229,7 +294,8 @@ void RankRuleBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo, 
 // (chosen).
 template <class Op, class T>
 bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE, int nSEHeight,
-                 int nSEWidth, int nSECount, EnginePath path = EnginePath::kBlocked) {
+                 int nSEWidth, int nSECount, EnginePath path = EnginePath::kBlocked,
+                 VectorPath vector = VectorPath::kAuto) {
     if (nSEHeight < 3 || nSEWidth < 0) return false;
     const int hA = nSEHeight / 2;
     const int hB = nSEWidth / 2;
@@ -241,6 +307,7 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
     if (!pRing) return false;
 
     const bool bInPlace = pSrc == pDst;
+    vector = ResolvePath(vector);
     const SeGeometry g{
         pSE,   static_cast<long long>(nSEHeight) * nSEWidth, nSEWidth, hA, hB, std::min(hA, hB),
         nWidth};
@@ -296,6 +363,8 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
                 // The count can never match: every pixel keeps its value.
                 std::memmove(pOut + lo, pCentre + lo,
                              static_cast<std::size_t>(hi - lo + 1) * sizeof(T));
+            else if (nMembers == 2 && nNeed == 2)
+                TwoMemberBlocked<Op>(g, rows, lo, hi, pOut, vector);
             else if (nMembers <= std::numeric_limits<T>::max())
                 RankRuleBlocked<Op, T, T>(g, rows, lo, hi, pOut, nNeed);
             else

@@ -78,28 +78,27 @@ float CDipThresholding::CalculateStandardDeviation16Bits(unsigned short* pSrc, i
     return StandardDeviation(pSrc, LoopCount(nWidth, nHeight), fMean);
 }
 
+// The threshold variants take the mean and deviation of the variants above
+// in one go (the same values, one range pass fewer).
 int CDipThresholding::CalculateThresholdingTHwMD8Bits(unsigned char* pSrc, int nChannels,
                                                       int nWidth, int nHeight) {
-    const float fMean = CalculateMean8Bits(pSrc, nChannels, nWidth, nHeight);
-    return ThresholdFromMeanAndDeviation(
-        fMean, CalculateStandardDeviation8Bits(pSrc, nChannels, nWidth, nHeight, fMean));
+    if (nChannels != 1) return ThresholdFromMeanAndDeviation(0.0f, 0.0f);
+    const MeanDeviation s = MeanAndDeviation(pSrc, LoopCount(nWidth, nHeight));
+    return ThresholdFromMeanAndDeviation(s.fMean, s.fDeviation);
 }
 
 int CDipThresholding::CalculateThresholdingTHwMD16Bits(unsigned short* pSrc, int nWidth,
                                                        int nHeight) {
-    const float fMean = CalculateMean16Bits(pSrc, nWidth, nHeight);
-    return ThresholdFromMeanAndDeviation(
-        fMean, CalculateStandardDeviation16Bits(pSrc, nWidth, nHeight, fMean));
+    const MeanDeviation s = MeanAndDeviation(pSrc, LoopCount(nWidth, nHeight));
+    return ThresholdFromMeanAndDeviation(s.fMean, s.fDeviation);
 }
 
 int CDipThresholding::CalculateThresholding1_8Bits(unsigned char* pSrc, int nChannels, int nWidth,
                                                    int nHeight) {
-    const float fMean = CalculateMean8Bits(pSrc, nChannels, nWidth, nHeight);
-    return ThresholdFromDeviation(
-        CalculateStandardDeviation8Bits(pSrc, nChannels, nWidth, nHeight, fMean));
+    if (nChannels != 1) return ThresholdFromDeviation(0.0f);
+    return ThresholdFromDeviation(MeanAndDeviation(pSrc, LoopCount(nWidth, nHeight)).fDeviation);
 }
 
 int CDipThresholding::CalculateThresholding1_16Bits(unsigned short* pSrc, int nWidth, int nHeight) {
-    const float fMean = CalculateMean16Bits(pSrc, nWidth, nHeight);
-    return ThresholdFromDeviation(CalculateStandardDeviation16Bits(pSrc, nWidth, nHeight, fMean));
+    return ThresholdFromDeviation(MeanAndDeviation(pSrc, LoopCount(nWidth, nHeight)).fDeviation);
 }

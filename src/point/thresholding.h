@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "core/common.h"
+#include "point/float_sum.h"
 
 namespace zetdip::detail {
 
@@ -17,25 +18,41 @@ void Threshold(const T* pSrc, T* pDst, int nCount, int nThreshold, T nMax) {
 // Mean of nCount samples; the running sum is rounded to float after each
 // addition, so large bright images lose digits on purpose.
 template <class T>
-float Mean(const T* pSrc, int nCount) {
+float Mean(const T* pSrc, int nCount, SumPath path = SumPath::kFast,
+           const SampleSpan* pSpan = nullptr) {
     if (nCount == 0) return 0.0f;
-    float fSum = 0.0f;
-    for (int i = 0; i < nCount; ++i) fSum = static_cast<float>(static_cast<double>(fSum) + pSrc[i]);
+    const float fSum = AccumulateFloat(
+        pSrc, nCount, [](T v) { return static_cast<double>(v); }, path, pSpan);
     return static_cast<float>(static_cast<double>(fSum) / nCount);
 }
 
 // Population standard deviation around fMean; each squared term is formed
 // in double and added to a float accumulator.
 template <class T>
-float StandardDeviation(const T* pSrc, int nCount, float fMean) {
+float StandardDeviation(const T* pSrc, int nCount, float fMean, SumPath path = SumPath::kFast,
+                        const SampleSpan* pSpan = nullptr) {
     if (nCount == 0) return 0.0f;
-    float fAcc = 0.0f;
-    for (int i = 0; i < nCount; ++i) {
-        const float d = static_cast<float>(static_cast<double>(pSrc[i]) - fMean);
-        fAcc = static_cast<float>(static_cast<double>(fAcc) + static_cast<double>(d) * d);
-    }
+    auto square = [fMean](T v) {
+        const float d = static_cast<float>(static_cast<double>(v) - fMean);
+        return static_cast<double>(d) * d;
+    };
+    float fAcc = AccumulateFloat(pSrc, nCount, square, path, pSpan);
     fAcc = static_cast<float>(static_cast<double>(fAcc) / nCount);
     return static_cast<float>(std::sqrt(static_cast<double>(fAcc)));
+}
+
+struct MeanDeviation {
+    float fMean, fDeviation;
+};
+
+// The mean and the deviation around it, as Mean then StandardDeviation
+// give them, with one pass for the sample range instead of two.
+template <class T>
+MeanDeviation MeanAndDeviation(const T* pSrc, int nCount) {
+    SampleSpan span{0, 0};
+    SampleRange(pSrc, nCount, span.nMin, span.nMax);
+    const float fMean = Mean(pSrc, nCount, SumPath::kFast, &span);
+    return {fMean, StandardDeviation(pSrc, nCount, fMean, SumPath::kFast, &span)};
 }
 
 // Mean plus 3.3 deviations; the factor is the float 3.3 used as a double.

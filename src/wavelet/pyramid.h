@@ -22,8 +22,10 @@ inline constexpr int kWaveletMinBand = 16;
 
 // Columns are gathered kColumnBlock at a time: neighbouring columns share
 // cache lines, so a block reads each line of the image once instead of once
-// per column. The transforms themselves still run one column at a time.
-inline constexpr int kColumnBlock = 8;
+// per column. With a full block of scratch, the columns of a run long enough
+// go through the lane transforms straight from the image, kColumnBlock at a
+// time; the others run one at a time.
+inline constexpr int kColumnBlock = kWaveletLanes;
 
 struct ColumnScratch {
     std::unique_ptr<double[]> pData;
@@ -40,13 +42,28 @@ inline ColumnScratch NewColumnScratch(int nHeight) {
 }
 
 // Applies transform to the first nRun values (nRun <= the scratch's column
-// height) of each column c < nColumns of a coefficient image.
-template <class Transform>
+// height) of each column c < nColumns of a coefficient image. lanes(x,
+// nStride, out), when bLanes, does the same to kColumnBlock columns at once
+// into out (nRun rows of kColumnBlock values, zero-filled).
+template <class Transform, class Lanes>
 void TransformColumns(double* pCoef, int nWidth, int nColumns, int nRun,
-                      const ColumnScratch& scratch, Transform transform) {
+                      const ColumnScratch& scratch, Transform transform, bool bLanes, Lanes lanes) {
     const std::size_t nStride = static_cast<std::size_t>(nWidth);
     double* pBlock = scratch.pData.get();
-    for (int c0 = 0; c0 < nColumns; c0 += scratch.nColumns) {
+    int c0 = 0;
+    if (bLanes && scratch.nColumns == kColumnBlock) {
+        const std::size_t nOut = static_cast<std::size_t>(nRun) * kColumnBlock;
+        for (; c0 + kColumnBlock <= nColumns; c0 += kColumnBlock) {
+            std::fill_n(pBlock, nOut, 0.0);
+            lanes(pCoef + c0, static_cast<std::ptrdiff_t>(nStride), pBlock);
+            for (int r = 0; r < nRun; ++r) {
+                const double* pRow = pBlock + static_cast<std::size_t>(r) * kColumnBlock;
+                double* pOut = pCoef + r * nStride + c0;
+                for (int i = 0; i < kColumnBlock; ++i) pOut[i] = pRow[i];
+            }
+        }
+    }
+    for (; c0 < nColumns; c0 += scratch.nColumns) {
         const int nBlock = std::min(scratch.nColumns, nColumns - c0);
         for (int r = 0; r < nRun; ++r) {
             const double* pIn = pCoef + r * nStride + c0;
@@ -60,6 +77,21 @@ void TransformColumns(double* pCoef, int nWidth, int nColumns, int nRun,
                 pOut[i] = pBlock[i * static_cast<std::size_t>(nRun) + r];
         }
     }
+}
+
+// In-place one-run transforms through a scratch run the caller holds (room
+// for the run, whose length is not negative): the result of WaveletForward /
+// WaveletInverse when their own scratch would be granted.
+inline void ForwardThrough(double* pData, int nLength, int nOdd, double* pScratch) {
+    std::fill_n(pScratch, nLength, 0.0);
+    WaveletForwardInto(pData, nLength, nOdd, pScratch);
+    std::copy_n(pScratch, nLength, pData);
+}
+inline void InverseThrough(double* pData, int nLowCount, int nOdd, double* pScratch) {
+    const auto nLength = static_cast<std::size_t>(2LL * nLowCount - nOdd);
+    std::fill_n(pScratch, nLength, 0.0);
+    WaveletInverseInto(pData, nLowCount, nOdd, pScratch);
+    std::copy_n(pScratch, nLength, pData);
 }
 
 // Sets to 0 the coefficients of rows [r0, r1) and columns [c0, c1), both
@@ -91,8 +123,7 @@ bool WaveletDecompose(const T* pSrc, double* pCoef, int nWidth, int nHeight, int
         rLowHeight = nHeight;
         return true;
     }
-    // Rows need no scratch of their own, but the row scratch is still taken,
-    // so that running out of memory fails the call at the same point.
+    // Rows go through the row scratch.
     const auto pRowScratch = NewScratch<double>(static_cast<std::size_t>(nWidth));
     const ColumnScratch columns = NewColumnScratch(nHeight);
     if (!pRowScratch || !columns.pData) return false;
@@ -109,10 +140,15 @@ bool WaveletDecompose(const T* pSrc, double* pCoef, int nWidth, int nHeight, int
         pHeightOdd[k] = h % 2;
         // The results of the 1-D transforms are ignored: a failed run stays as it was.
         for (int r = 0; r < h; ++r)
-            WaveletForward(pCoef + static_cast<std::size_t>(r) * nWidth, w, pWidthOdd[k]);
+            ForwardThrough(pCoef + static_cast<std::size_t>(r) * nWidth, w, pWidthOdd[k],
+                           pRowScratch.get());
         const int nOdd = pHeightOdd[k];
-        TransformColumns(pCoef, nWidth, w, h, columns,
-                         [&](double* p) { WaveletForward(p, h, nOdd); });
+        TransformColumns(
+            pCoef, nWidth, w, h, columns, [&](double* p) { WaveletForward(p, h, nOdd); },
+            WaveletLanesFit(h, nOdd),
+            [&](const double* x, std::ptrdiff_t nStride, double* out) {
+                WaveletForwardLanes(x, nStride, h, nOdd, out);
+            });
         w = (w + 1) / 2;
         h = (h + 1) / 2;
     }
@@ -162,7 +198,6 @@ bool WaveletReconstruct(double* pCoef, typename Out::Sample* pDst, int nBitsStor
     if (nWidth < 0 || nHeight < 0) return false;  // the scratch request would fail
     // An empty image has no sample to rebuild, however long its other side.
     if (nWidth == 0 || nHeight == 0) return true;
-    // The row scratch is taken although rows are transformed in place (see above).
     const auto pRowScratch = NewScratch<double>(static_cast<std::size_t>(nWidth));
     const ColumnScratch columns = NewColumnScratch(nHeight);
     if (!pRowScratch || !columns.pData) return false;
@@ -185,13 +220,18 @@ bool WaveletReconstruct(double* pCoef, typename Out::Sample* pDst, int nBitsStor
             ZeroBlock(pCoef, nWidth, nHeight, 0, nHeight, w, nW);
         }
         if (InverseFits(h, nOddH, nHeight)) {
-            TransformColumns(pCoef, nWidth, std::min(nW, nWidth), nH, columns,
-                             [&](double* p) { WaveletInverse(p, h, nOddH); });
+            TransformColumns(
+                pCoef, nWidth, std::min(nW, nWidth), nH, columns,
+                [&](double* p) { WaveletInverse(p, h, nOddH); }, WaveletInverseLanesFit(h, nOddH),
+                [&](const double* in, std::ptrdiff_t nStride, double* out) {
+                    WaveletInverseLanes(in, nStride, h, nOddH, out);
+                });
         }
         if (InverseFits(w, nOddW, nWidth)) {
             const int nRows = std::min(nH, nHeight);
             for (int r = 0; r < nRows; ++r)
-                WaveletInverse(pCoef + static_cast<std::size_t>(r) * nWidth, w, nOddW);
+                InverseThrough(pCoef + static_cast<std::size_t>(r) * nWidth, w, nOddW,
+                               pRowScratch.get());
         }
         w = nW;
         h = nH;

@@ -6,6 +6,7 @@
 
 #include "DipWavelet.h"
 #include "core/common.h"
+#include "core/cpu.h"
 
 using namespace zetdip::detail;
 
@@ -124,19 +125,146 @@ void Inverse(const double* in, int nLowCount, int nOdd, double* out) {
     if (nOdd != 1) add(2 * nL - 1, nL - 1, 0.5);
 }
 
+// Lane versions of the unguarded bodies above, term for term.
+constexpr int kL = kWaveletLanes;
+
+ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength, int nOdd,
+                                       double* out) {
+    const Idx n = nLength;
+    const Idx nL = (n + nOdd) / 2;
+    const Idx nH = nL - nOdd;
+    const Idx nE = n - nOdd;
+    auto add = [&](Idx nSlot, Idx i, double dTap) {
+        double* o = out + nSlot * kL;
+        const double* p = x + i * nStride;
+        for (int l = 0; l < kL; ++l) o[l] += dTap * p[l];
+    };
+    for (int r = 0; r < 4; ++r)
+        for (int t = 0; t < kAnalysisEdgeTaps[r]; ++t) add(r, t, kAnalysisEdge[r][t]);
+    const Idx nLowEnd = std::min(nL - 5, n - 1);
+    for (Idx k = 4; k <= nLowEnd; ++k) {
+        double dAcc[kL] = {};
+        for (int t = 0; t < 9; ++t) {
+            const double* p = x + (2 * k - 4 + t) * nStride;
+            for (int l = 0; l < kL; ++l) dAcc[l] += kAnalysisLow[t] * p[l];
+        }
+        double* o = out + k * kL;
+        for (int l = 0; l < kL; ++l) o[l] += dAcc[l];
+    }
+    for (int r = 3; r >= 0; --r)
+        for (int t = 0; t < kAnalysisEdgeTaps[r]; ++t)
+            add(nL - 1 - r, nE - 1 - t, kAnalysisEdge[r][t]);
+    const Idx nHighBegin = std::max<Idx>(0, -nL);
+    const Idx nHighEnd = std::min(nH - 12, n - 1 - nL);
+    for (Idx j = nHighBegin; j <= nHighEnd; ++j) {
+        const double* p0 = x + 2 * j * nStride;
+        const double* p1 = p0 + nStride;
+        const double* p2 = p1 + nStride;
+        double* o = out + (nL + j) * kL;
+        for (int l = 0; l < kL; ++l) {
+            double dAcc = 0.0;
+            dAcc += -0.5 * p0[l];
+            dAcc += p1[l];
+            dAcc += -0.5 * p2[l];
+            o[l] += dAcc;
+        }
+    }
+    add(nE - 1, nE - 2, -0.5);
+    add(nE - 1, nE - 1, 1.0);
+}
+
+ZETDIP_ALWAYS_INLINE void InverseLanes(const double* in, Idx nStride, int nLowCount, int nOdd,
+                                       double* out) {
+    const Idx nL = nLowCount;
+    const Idx nH = nL - nOdd;
+    auto add = [&](Idx o, Idx nSrc, double dTap) {
+        double* q = out + o * kL;
+        const double* p = in + nSrc * nStride;
+        for (int l = 0; l < kL; ++l) q[l] += dTap * p[l];
+    };
+    auto edge = [&](Idx j, Idx nFirst, const double* pTaps, bool bReversed) {
+        for (int t = 0; t < 8; ++t) add(nFirst + t, nL + j, pTaps[bReversed ? 7 - t : t]);
+    };
+    edge(0, 0, kSynthesisEdge[0], false);
+    edge(1, 0, kSynthesisEdge[1], false);
+    for (Idx j = 2; j <= nH - 3; ++j) {
+        const double* v = in + (nL + j) * nStride;
+        double* o = out + (2 * j - 3) * kL;
+        for (int t = 0; t < 9; ++t)
+            for (int l = 0; l < kL; ++l) o[t * kL + l] += kSynthesisHigh[t] * v[l];
+    }
+    edge(nH - 2, 2 * nH - 8, kSynthesisEdge[1], true);
+    edge(nH - 1, 2 * nH - 8, kSynthesisEdge[0], true);
+    add(0, 0, 1.0);
+    add(1, 0, 0.5);
+    for (Idx k = 1; k <= nL - 2; ++k) {
+        add(2 * k - 1, k, 0.5);
+        add(2 * k, k, 1.0);
+        add(2 * k + 1, k, 0.5);
+    }
+    add(2 * nL - 3, nL - 1, 0.5);
+    add(2 * nL - 2, nL - 1, 1.0);
+    if (nOdd != 1) add(2 * nL - 1, nL - 1, 0.5);
+}
+
+void ForwardLanesBaseline(const double* x, Idx nStride, int nLength, int nOdd, double* out) {
+    ForwardLanes(x, nStride, nLength, nOdd, out);
+}
+void InverseLanesBaseline(const double* in, Idx nStride, int nLowCount, int nOdd, double* out) {
+    InverseLanes(in, nStride, nLowCount, nOdd, out);
+}
+#if ZETDIP_HAS_AVX2_PATH
+ZETDIP_TARGET_AVX2 void ForwardLanesAvx2(const double* x, Idx nStride, int nLength, int nOdd,
+                                         double* out) {
+    ForwardLanes(x, nStride, nLength, nOdd, out);
+}
+ZETDIP_TARGET_AVX2 void InverseLanesAvx2(const double* in, Idx nStride, int nLowCount, int nOdd,
+                                         double* out) {
+    InverseLanes(in, nStride, nLowCount, nOdd, out);
+}
+#endif
+
 }  // namespace
 
 namespace zetdip::detail {
 
+bool WaveletLanesFit(int nLength, int nOdd) {
+    return (nOdd == 0 || nOdd == 1) && nLength >= 11 + nOdd;
+}
+
+bool WaveletInverseLanesFit(int nLowCount, int nOdd) {
+    return (nOdd == 0 || nOdd == 1) && nLowCount >= 4 + nOdd;
+}
+
+void WaveletForwardLanes(const double* x, std::ptrdiff_t nStride, int nLength, int nOdd,
+                         double* out, VectorPath path) {
+#if ZETDIP_HAS_AVX2_PATH
+    if (ResolvePath(path) == VectorPath::kAvx2)
+        return ForwardLanesAvx2(x, nStride, nLength, nOdd, out);
+#endif
+    (void)path;
+    ForwardLanesBaseline(x, nStride, nLength, nOdd, out);
+}
+
+void WaveletInverseLanes(const double* in, std::ptrdiff_t nStride, int nLowCount, int nOdd,
+                         double* out, VectorPath path) {
+#if ZETDIP_HAS_AVX2_PATH
+    if (ResolvePath(path) == VectorPath::kAvx2)
+        return InverseLanesAvx2(in, nStride, nLowCount, nOdd, out);
+#endif
+    (void)path;
+    InverseLanesBaseline(in, nStride, nLowCount, nOdd, out);
+}
+
 void WaveletForwardInto(const double* x, int nLength, int nOdd, double* out) {
-    if ((nOdd == 0 || nOdd == 1) && nLength >= 11 + nOdd)
+    if (WaveletLanesFit(nLength, nOdd))
         Forward<false>(x, nLength, nOdd, out);
     else
         Forward<true>(x, nLength, nOdd, out);
 }
 
 void WaveletInverseInto(const double* in, int nLowCount, int nOdd, double* out) {
-    if ((nOdd == 0 || nOdd == 1) && nLowCount >= 4 + nOdd)
+    if (WaveletInverseLanesFit(nLowCount, nOdd))
         Inverse<false>(in, nLowCount, nOdd, out);
     else
         Inverse<true>(in, nLowCount, nOdd, out);

@@ -5,6 +5,10 @@
 #ifndef ZETDIP_WAVELET_TRANSFORM_H
 #define ZETDIP_WAVELET_TRANSFORM_H
 
+#include <cstddef>
+
+#include "core/cpu.h"
+
 namespace zetdip::detail {
 
 // Interior analysis low-pass taps for x[2k-4] .. x[2k+4] (they sum to 1).
@@ -60,6 +64,21 @@ bool WaveletForward(double* pData, int nLength, int nOdd);
 // per call. False (pData untouched) when the scratch cannot be had, which
 // includes an N that is negative or beyond the int range.
 bool WaveletInverse(double* pData, int nLowCount, int nOdd);
+
+// The same transforms on kWaveletLanes adjacent columns at once: the run of
+// lane l is x[i * nStride + l]; out holds the results row by row (kWaveletLanes
+// values per row, zero-filled by the caller). Every lane sees the operations
+// of the one-run transform in the same order. Only for runs the one-run
+// transform takes without guards: nOdd 0 or 1 and nLength >= 11 + nOdd
+// (forward), nLowCount >= 4 + nOdd (inverse).
+inline constexpr int kWaveletLanes = 16;
+bool WaveletLanesFit(int nLength, int nOdd);
+bool WaveletInverseLanesFit(int nLowCount, int nOdd);
+// path selects the instruction set (core/cpu.h); every path gives the same values.
+void WaveletForwardLanes(const double* x, std::ptrdiff_t nStride, int nLength, int nOdd,
+                         double* out, VectorPath path = VectorPath::kAuto);
+void WaveletInverseLanes(const double* in, std::ptrdiff_t nStride, int nLowCount, int nOdd,
+                         double* out, VectorPath path = VectorPath::kAuto);
 
 }  // namespace zetdip::detail
 

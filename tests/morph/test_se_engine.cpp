@@ -13,6 +13,8 @@
 namespace {
 
 using zetdip::detail::EnginePath;
+using zetdip::detail::VectorPath;
+using zetdip::detail::VectorPathAvailable;
 using zetdip::test::RandomImage;
 using zetdip::test::ReferenceRankRule;
 using Bytes8 = std::vector<unsigned char>;
@@ -21,10 +23,11 @@ using Element = std::vector<int>;
 // The engine for one operation and path.
 template <class T>
 bool Engine(const T* s, T* d, int w, int h, const Element& se, int seH, int seW, int n,
-            bool bErode = true, EnginePath path = EnginePath::kBlocked) {
+            bool bErode = true, EnginePath path = EnginePath::kBlocked,
+            zetdip::detail::VectorPath vector = zetdip::detail::VectorPath::kAuto) {
     using namespace zetdip::detail;
-    return bErode ? ApplyWithSE<ErodeOp>(s, d, w, h, se.data(), seH, seW, n, path)
-                  : ApplyWithSE<DilateOp>(s, d, w, h, se.data(), seH, seW, n, path);
+    return bErode ? ApplyWithSE<ErodeOp>(s, d, w, h, se.data(), seH, seW, n, path, vector)
+                  : ApplyWithSE<DilateOp>(s, d, w, h, se.data(), seH, seW, n, path, vector);
 }
 
 template <class T>
@@ -61,6 +64,42 @@ TYPED_TEST(SeEngine, MatchesReferenceOnRandomImages) {
             }
         }
     }
+}
+
+// Every 3x3 element of the centre and two neighbours, with the count that
+// takes the extreme (the shaped operations) and one that never does.
+TYPED_TEST(SeEngine, TwoNeighbourElementsMatchReference) {
+    using T = TypeParam;
+    std::mt19937 rng(8);
+    const int sizes[][2] = {{3, 3}, {5, 4}, {67, 33}, {300, 7}};
+    for (int a = 0; a < 9; ++a)
+        for (int b = a + 1; b < 9; ++b) {
+            if (a == 4 || b == 4) continue;
+            Element se(9, 0);
+            se[4] = 1;
+            se[a] = 1;
+            se[b] = 2;
+            for (const auto& [w, h] : sizes)
+                for (int n : {3, 2}) {
+                    // Few grey levels, so that ties with the centre are common.
+                    const auto src = RandomImage<T>(w, h, 0, rng() % 2 ? 2 : T(~0u), rng());
+                    for (int op = 0; op < 4; ++op) {  // both operations on both vector paths
+                        const bool bErode = op < 2;
+                        const VectorPath vector =
+                            op % 2 ? VectorPath::kAvx2 : VectorPath::kBaseline;
+                        if (!VectorPathAvailable(vector)) continue;
+                        std::vector<T> want(src.size()), out(src.size()), in = src;
+                        ReferenceRankRule(bErode, src.data(), want.data(), w, h, se.data(), 3, 3,
+                                          n);
+                        ASSERT_TRUE(Engine(src.data(), out.data(), w, h, se, 3, 3, n, bErode,
+                                           EnginePath::kBlocked, vector));
+                        ASSERT_TRUE(Engine(in.data(), in.data(), w, h, se, 3, 3, n, bErode,
+                                           EnginePath::kBlocked, vector));
+                        ASSERT_EQ(out, want) << a << b << ' ' << w << 'x' << h << " n " << n;
+                        ASSERT_EQ(in, want);
+                    }
+                }
+        }
 }
 
 TEST(SeEngine, GreyPixelWithOneBrighterMemberStays) {

@@ -151,6 +151,39 @@ TEST(WaveletTransform, MatchesReferenceBitForBitAtEveryLength) {
         }
 }
 
+TEST(WaveletTransform, LanesMatchOneRunAtATime) {
+    // The lanes of a wider matrix, from its third column, against each column alone.
+    const int nLanes = kWaveletLanes, nStride = nLanes + 3;
+    for (VectorPath path : {VectorPath::kBaseline, VectorPath::kAvx2}) {
+        if (!VectorPathAvailable(path)) continue;
+        for (int n = 11; n <= 75; ++n)
+            for (int nOdd : {0, 1}) {
+                const Vec m = RandomRun(n * nStride, 300 + n);
+                const int nLow = (n + nOdd) / 2;
+                for (bool bForward : {true, false}) {
+                    if (bForward ? !WaveletLanesFit(n, nOdd)
+                                 : !WaveletInverseLanesFit(nLow, nOdd) || 2 * nLow - nOdd != n)
+                        continue;
+                    Vec out(static_cast<std::size_t>(n) * nLanes, 0.0);
+                    if (bForward)
+                        WaveletForwardLanes(m.data() + 2, nStride, n, nOdd, out.data(), path);
+                    else
+                        WaveletInverseLanes(m.data() + 2, nStride, nLow, nOdd, out.data(), path);
+                    for (int l = 0; l < nLanes; ++l) {
+                        Vec run(n), lane(n);
+                        for (int i = 0; i < n; ++i) {
+                            run[i] = m[static_cast<std::size_t>(i) * nStride + 2 + l];
+                            lane[i] = out[static_cast<std::size_t>(i) * nLanes + l];
+                        }
+                        EXPECT_EQ(lane,
+                                  bForward ? Transformed(run, nOdd) : Transformed(run, nOdd, nLow))
+                            << n << ' ' << nOdd << ' ' << bForward << ' ' << l;
+                    }
+                }
+            }
+    }
+}
+
 TEST(WaveletDecomposition, LevelGeometryAndCoefficientsOfBothDepthsMatchReference) {
     // {width, height, levels, low width, low height}; below 16 no level is performed.
     const int cases[][5] = {{512, 512, 4, 32, 32}, {40, 100, 2, 10, 25}, {63, 40, 2, 16, 10},

@@ -1,0 +1,316 @@
+// Running float sum of per-sample terms, acc = (float)((double)acc + t(v)),
+// in buffer order, computed without a rounding per sample on the critical path.
+//
+// Why it is exact: the terms are >= 0, so acc never decreases. While acc
+// and every acc + t of a block stay inside one binade [2^e, 2^(e+1)), all
+// partial sums are multiples of the same ulp u = 2^(e-23) and all double
+// sums share the grid u * 2^-29. The double rounding of acc + t then adds an
+// amount that depends only on t (acc is an even multiple of that grid), and
+// the float rounding adds a multiple of u that depends only on that amount
+// and on the parity of acc / u (ties to even). So each sample value maps the
+// two parities to two integer increments: a table per binade, a two-state
+// automaton per sample, an integer sum per block. Blocks that could leave
+// the binade, and the start of the sum, take the literal loop.
+#ifndef ZETDIP_POINT_FLOAT_SUM_H
+#define ZETDIP_POINT_FLOAT_SUM_H
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+
+#include "core/common.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace zetdip::detail {
+
+enum class SumPath { kFast, kScalarOnly };
+
+// One sample value's effect in the current binade: the increment in ulps is
+// inc0 + (parity ? d : 0), and the next parity is (parity & x) ^ y.
+struct SumStep {
+    std::int32_t inc0, d;
+    std::uint32_t x, y;
+};
+
+struct SampleSpan {
+    int nMin, nMax;
+};
+
+// Smallest and largest sample. 8-bit images take the whole range: their
+// tables are small and the pass would cost more than it saves.
+template <class T>
+void SampleRange(const T* pSrc, long long nCount, int& nMin, int& nMax) {
+    if (nCount <= 0) {
+        nMin = nMax = 0;
+        return;
+    }
+    if constexpr (sizeof(T) == 1) {
+        (void)pSrc;
+        (void)nCount;
+        nMin = 0;
+        nMax = 255;
+    } else {
+        long long i = 0;
+        T lo = pSrc[0], hi = pSrc[0];
+#if defined(__SSE2__)
+        // Signed 16-bit min/max on the samples with the top bit flipped.
+        const __m128i flip = _mm_set1_epi16(static_cast<short>(0x8000));
+        __m128i vlo = _mm_set1_epi16(static_cast<short>(lo ^ 0x8000)), vhi = vlo;
+        for (; i + 8 <= nCount; i += 8) {
+            const __m128i v =
+                _mm_xor_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(pSrc + i)), flip);
+            vlo = _mm_min_epi16(vlo, v);
+            vhi = _mm_max_epi16(vhi, v);
+        }
+        alignas(16) unsigned short l[8], h[8];
+        _mm_store_si128(reinterpret_cast<__m128i*>(l), _mm_xor_si128(vlo, flip));
+        _mm_store_si128(reinterpret_cast<__m128i*>(h), _mm_xor_si128(vhi, flip));
+        for (int k = 0; k < 8; ++k) {
+            lo = std::min<T>(lo, l[k]);
+            hi = std::max<T>(hi, h[k]);
+        }
+#endif
+        for (; i < nCount; ++i) {
+            lo = std::min(lo, pSrc[i]);
+            hi = std::max(hi, pSrc[i]);
+        }
+        nMin = lo;
+        nMax = hi;
+    }
+}
+
+inline std::int64_t PopCount64(std::uint64_t v) {
+    v = v - ((v >> 1) & 0x5555555555555555u);
+    v = (v & 0x3333333333333333u) + ((v >> 2) & 0x3333333333333333u);
+    v = (v + (v >> 4)) & 0x0f0f0f0f0f0f0f0fu;
+    return static_cast<std::int64_t>((v * 0x0101010101010101u) >> 56);
+}
+
+// Masks of the 64 samples at p that equal a (in A) and b (in B).
+template <class T>
+void EqualityMasks(const T* p, T a, T b, std::uint64_t& rA, std::uint64_t& rB) {
+    std::uint64_t mA = 0, mB = 0;
+#if defined(__SSE2__)
+    if constexpr (sizeof(T) == 1) {
+        const __m128i va = _mm_set1_epi8(static_cast<char>(a)),
+                      vb = _mm_set1_epi8(static_cast<char>(b));
+        for (int k = 0; k < 4; ++k) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * k));
+            mA |= static_cast<std::uint64_t>(
+                      static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, va))))
+                  << (16 * k);
+            mB |= static_cast<std::uint64_t>(
+                      static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, vb))))
+                  << (16 * k);
+        }
+    } else {
+        const __m128i va = _mm_set1_epi16(static_cast<short>(a)),
+                      vb = _mm_set1_epi16(static_cast<short>(b));
+        for (int k = 0; k < 4; ++k) {
+            const __m128i v0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * k));
+            const __m128i v1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * k + 8));
+            const __m128i ea = _mm_packs_epi16(_mm_cmpeq_epi16(v0, va), _mm_cmpeq_epi16(v1, va));
+            const __m128i eb = _mm_packs_epi16(_mm_cmpeq_epi16(v0, vb), _mm_cmpeq_epi16(v1, vb));
+            mA |= static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(ea)))
+                  << (16 * k);
+            mB |= static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(eb)))
+                  << (16 * k);
+        }
+    }
+#else
+    for (int k = 0; k < 64; ++k) {
+        mA |= static_cast<std::uint64_t>(p[k] == a) << k;
+        mB |= static_cast<std::uint64_t>(p[k] == b) << k;
+    }
+#endif
+    rA = mA;
+    rB = mB;
+}
+
+// One word of 64 samples given by their low bits of the increment (cbits)
+// and their ties: returns the extra ulps of the ties and updates the parity.
+// A tie rounds to even, so after it the parity is 0, and its extra ulp is
+// the parity of the increments since the previous tie (or since the parity
+// carried in): a prefix xor that restarts after every tie.
+inline std::int64_t TieExtras(std::uint64_t cbits, std::uint64_t ties, std::uint32_t& parity) {
+    std::uint64_t x = cbits ^ parity;
+    std::uint64_t starts = ties << 1;
+    for (int s = 1; s < 64; s <<= 1) {
+        x ^= (x << s) & ~starts;
+        starts |= starts << s;
+    }
+    parity = (ties >> 63) ? 0u : static_cast<std::uint32_t>(x >> 63);
+    return PopCount64(x & ties);
+}
+
+// The literal loop: the reference for every other path.
+template <class T, class Term>
+float AccumulateFloatLiteral(const T* pSrc, long long nCount, Term term) {
+    float acc = 0.0f;
+    for (long long i = 0; i < nCount; ++i)
+        acc = static_cast<float>(static_cast<double>(acc) + term(pSrc[i]));
+    return acc;
+}
+
+// term(v) >= 0 is the double term of sample value v. Scratch: two tables
+// over the range of values present (pSpan, when given, holds every sample);
+// without them the literal loop runs.
+template <class T, class Term>
+float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path = SumPath::kFast,
+                      const SampleSpan* pSpan = nullptr) {
+    if (path == SumPath::kScalarOnly || nCount <= 0)
+        return AccumulateFloatLiteral(pSrc, nCount, term);
+    int nMin = 0, nMax = 0;
+    if (pSpan != nullptr) {
+        nMin = pSpan->nMin;
+        nMax = pSpan->nMax;
+    } else {
+        SampleRange(pSrc, nCount, nMin, nMax);
+    }
+    const std::size_t nRange = static_cast<std::size_t>(nMax - nMin) + 1;
+    auto pTerm = NewScratch<double>(nRange);
+    auto table = NewScratch<SumStep>(nRange);
+    if (!pTerm || !table) return AccumulateFloatLiteral(pSrc, nCount, term);
+    double dMaxTerm = 0.0;
+    int nZeroTerms = 0, nZeroValue = 0;
+    for (std::size_t v = 0; v < nRange; ++v) {
+        pTerm[v] = term(static_cast<T>(nMin + static_cast<int>(v)));
+        dMaxTerm = std::max(dMaxTerm, pTerm[v]);
+        if (pTerm[v] == 0.0) {
+            ++nZeroTerms;
+            nZeroValue = nMin + static_cast<int>(v);
+        }
+    }
+    auto at = [&](T v) { return pTerm[static_cast<std::size_t>(static_cast<int>(v) - nMin)]; };
+
+    float acc = 0.0f;
+    long long i = 0;
+    constexpr long long kBlock = 256;
+    // Below this the binade arithmetic would meet subnormal ulps.
+    const double dSmallest = std::ldexp(1.0, -100);
+    // Covers the rounding of the double bound sums.
+    const double dSlack = 1.0 + std::ldexp(1.0, -40);
+    int nTableExp = INT_MIN;
+    while (i < nCount) {
+        // Adding 0 to 0 leaves it 0: skip a leading run of zero terms.
+        if (acc == 0.0f) {
+            if (nZeroTerms == 1) {  // whole words of that one value at a time
+                const T z = static_cast<T>(nZeroValue);
+                std::uint64_t mZ = 0, mUnused = 0;
+                while (i + 64 <= nCount) {
+                    EqualityMasks(pSrc + i, z, z, mZ, mUnused);
+                    if (mZ != ~std::uint64_t{0}) break;
+                    i += 64;
+                }
+            }
+            while (i < nCount && at(pSrc[i]) == 0.0) ++i;
+            if (i == nCount) break;
+        }
+        const long long nLen = std::min(kBlock, nCount - i);
+        const T* b = pSrc + i;
+        // Each step adds at most its term plus one ulp, so the block stays in
+        // the binade of acc when acc + sum(terms) + nLen ulps <= its top.
+        bool bFits = false, bTwo = false;
+        std::uint64_t maskLo[kBlock / 64], maskHi[kBlock / 64];
+        int e = 0;
+        double u = 0.0, lo = 0.0;
+        if (static_cast<double>(acc) >= dSmallest) {
+            std::frexp(static_cast<double>(acc), &e);  // acc in [2^(e-1), 2^e)
+            lo = std::ldexp(1.0, e - 1);
+            u = std::ldexp(1.0, e - 24);
+            const double room = (2.0 * lo - u) - static_cast<double>(acc) - nLen * u;
+            // Two-valued blocks (binary images) go by bit masks.
+            if (nLen == kBlock && nMax > nMin) {
+                long long nHi = 0;
+                bTwo = true;
+                for (int w = 0; w < kBlock / 64 && bTwo; ++w) {
+                    EqualityMasks(b + 64 * w, static_cast<T>(nMin), static_cast<T>(nMax), maskLo[w],
+                                  maskHi[w]);
+                    bTwo = (maskLo[w] | maskHi[w]) == ~std::uint64_t{0};
+                    nHi += PopCount64(maskHi[w]);
+                }
+                if (bTwo)
+                    bFits = (static_cast<double>(nHi) * pTerm[nRange - 1] +
+                             static_cast<double>(kBlock - nHi) * pTerm[0]) *
+                                dSlack <=
+                            room;
+            }
+            if (!bTwo) {
+                bFits = static_cast<double>(nLen) * dMaxTerm * dSlack <= room;
+                if (!bFits && room > 0.0) {
+                    double sum = 0.0;
+                    for (long long k = 0; k < nLen; ++k) sum += at(b[k]);
+                    bFits = sum * dSlack <= room;
+                }
+            }
+        }
+        if (!bFits) {
+            for (long long k = 0; k < nLen; ++k)
+                acc = static_cast<float>(static_cast<double>(acc) + at(b[k]));
+            i += nLen;
+            continue;
+        }
+        if (e != nTableExp) {
+            // Representatives of both parities: lo is 2^23 ulps (even).
+            const double top = 2.0 * lo - u;
+            for (std::size_t v = 0; v < nRange; ++v) {
+                const double t = pTerm[v];
+                std::int64_t inc[2] = {0, 0};
+                for (int p = 0; p < 2; ++p) {
+                    const double a = lo + p * u;
+                    if (t > top - a) continue;  // never met in a block that fits
+                    const float r = static_cast<float>(a + t);
+                    inc[p] = static_cast<std::int64_t>((static_cast<double>(r) - a) / u);
+                }
+                SumStep& s = table[v];
+                s.inc0 = static_cast<std::int32_t>(inc[0]);
+                s.d = static_cast<std::int32_t>(inc[1] - inc[0]);
+                const auto np0 = static_cast<std::uint32_t>(inc[0] & 1);
+                const auto np1 = static_cast<std::uint32_t>((1 + inc[1]) & 1);
+                s.x = np0 ^ np1;
+                s.y = np0;
+            }
+            nTableExp = e;
+        }
+        const auto k0 = static_cast<std::int64_t>(static_cast<double>(acc) / u);
+        auto parity = static_cast<std::uint32_t>(k0 & 1);
+        std::int64_t total = 0;
+        if (bTwo) {
+            // Tie or not, a value adds its lower increment q; a tie adds one
+            // more ulp when that leaves the sum odd.
+            const SumStep& sLo = table[0];
+            const SumStep& sHi = table[nRange - 1];
+            const std::int64_t qLo = sLo.inc0 + std::min(sLo.d, 0);
+            const std::int64_t qHi = sHi.inc0 + std::min(sHi.d, 0);
+            for (int w = 0; w < kBlock / 64; ++w) {
+                const std::int64_t nHi = PopCount64(maskHi[w]);
+                const std::uint64_t cbits =
+                    ((qLo & 1) ? maskLo[w] : 0) ^ ((qHi & 1) ? maskHi[w] : 0);
+                const std::uint64_t ties =
+                    (sLo.d != 0 ? maskLo[w] : 0) | (sHi.d != 0 ? maskHi[w] : 0);
+                total += nHi * qHi + (64 - nHi) * qLo;
+                if (ties != 0)
+                    total += TieExtras(cbits, ties, parity);
+                else
+                    parity ^= static_cast<std::uint32_t>(PopCount64(cbits) & 1);
+            }
+        } else {
+            for (long long k = 0; k < nLen; ++k) {
+                const SumStep& s = table[static_cast<std::size_t>(static_cast<int>(b[k]) - nMin)];
+                total += s.inc0 + (s.d & -static_cast<std::int32_t>(parity));
+                parity = (parity & s.x) ^ s.y;
+            }
+        }
+        acc = static_cast<float>(static_cast<double>(k0 + total) * u);
+        i += nLen;
+    }
+    return acc;
+}
+
+}  // namespace zetdip::detail
+
+#endif  // ZETDIP_POINT_FLOAT_SUM_H

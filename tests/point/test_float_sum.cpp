@@ -1,0 +1,151 @@
+// The blocked float accumulation against the literal per-sample loop, on
+// full-size images where the sums pass 2^24 and cross many binades, on
+// runs of two values (binary images, every odd term a tie), saturated
+// images and long zero runs.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "phantom.h"
+#include "point/float_sum.h"
+#include "point/thresholding.h"
+#include "support/images.h"
+
+namespace {
+
+using zetdip::detail::Mean;
+using zetdip::detail::StandardDeviation;
+using zetdip::detail::SumPath;
+
+constexpr int kW = 3328, kH = 4084;
+
+// The statistics as the plain loops write them, kept as the reference.
+template <class T>
+float LiteralMean(const std::vector<T>& image) {
+    float fSum = 0.0f;
+    for (T v : image) fSum = static_cast<float>(static_cast<double>(fSum) + v);
+    return static_cast<float>(static_cast<double>(fSum) / static_cast<double>(image.size()));
+}
+
+template <class T>
+float LiteralDeviation(const std::vector<T>& image, float fMean) {
+    float fAcc = 0.0f;
+    for (T v : image) {
+        const float d = static_cast<float>(static_cast<double>(v) - fMean);
+        fAcc = static_cast<float>(static_cast<double>(fAcc) + static_cast<double>(d) * d);
+    }
+    fAcc = static_cast<float>(static_cast<double>(fAcc) / static_cast<double>(image.size()));
+    return static_cast<float>(std::sqrt(static_cast<double>(fAcc)));
+}
+
+std::uint32_t Bits(float f) {
+    std::uint32_t u = 0;
+    std::memcpy(&u, &f, sizeof u);
+    return u;
+}
+
+// Mean and deviation (around the mean and around an off-centre level) equal
+// the literal loops bit for bit.
+template <class T>
+void ExpectSameStatistics(const std::vector<T>& image, const std::string& what) {
+    SCOPED_TRACE(what);
+    const int n = static_cast<int>(image.size());
+    const float fMean = Mean(image.data(), n);
+    ASSERT_EQ(Bits(fMean), Bits(LiteralMean(image)));
+    EXPECT_EQ(Bits(StandardDeviation(image.data(), n, fMean)),
+              Bits(LiteralDeviation(image, fMean)));
+    const float fOff = fMean * 0.37f + 0.3f;
+    EXPECT_EQ(Bits(StandardDeviation(image.data(), n, fOff)), Bits(LiteralDeviation(image, fOff)));
+    // An integer level makes integer squares: odd ones are ties near 2^24.
+    const float fWhole = std::floor(fMean) + 1.0f;
+    EXPECT_EQ(Bits(StandardDeviation(image.data(), n, fWhole)),
+              Bits(LiteralDeviation(image, fWhole)));
+    // Around the first sample: a leading run of it adds zeros to zero.
+    const float fFirst = image[0];
+    EXPECT_EQ(Bits(StandardDeviation(image.data(), n, fFirst)),
+              Bits(LiteralDeviation(image, fFirst)));
+    // Both at once, as the threshold entries take them.
+    const auto both = zetdip::detail::MeanAndDeviation(image.data(), n);
+    EXPECT_EQ(Bits(both.fMean), Bits(fMean));
+    EXPECT_EQ(Bits(both.fDeviation), Bits(LiteralDeviation(image, fMean)));
+}
+
+template <class T>
+std::vector<T> Binary(int nEvery, T nMax, std::uint32_t nSeed) {
+    std::mt19937 rng(nSeed);
+    std::vector<T> image(static_cast<std::size_t>(kW) * kH);
+    for (auto& v : image) v = rng() % static_cast<unsigned>(nEvery) == 0 ? nMax : T(0);
+    return image;
+}
+
+TEST(FloatSum, FullSizeRandomImagesMatchTheLiteralLoop) {
+    ExpectSameStatistics(zetdip::test::RandomImage<unsigned char>(kW, kH, 0, 255, 1), "8-bit");
+    ExpectSameStatistics(zetdip::test::RandomImage<unsigned short>(kW, kH, 0, 4095, 2), "12-bit");
+    ExpectSameStatistics(zetdip::test::RandomImage<unsigned short>(kW, kH, 0, 65535, 3), "16-bit");
+    ExpectSameStatistics(zetdip::test::RandomImage<unsigned short>(kW, kH, 1000, 1003, 4),
+                         "12-bit, four values");
+}
+
+TEST(FloatSum, FullSizeBinaryAndSaturatedImagesMatchTheLiteralLoop) {
+    ExpectSameStatistics(Binary<unsigned char>(16, 255, 5), "8-bit, 1 in 16");
+    ExpectSameStatistics(Binary<unsigned char>(2, 255, 6), "8-bit, 1 in 2");
+    ExpectSameStatistics(Binary<unsigned short>(16, 4095, 7), "12-bit, 1 in 16");
+    ExpectSameStatistics(Binary<unsigned short>(3, 65535, 8), "16-bit, 1 in 3");
+    ExpectSameStatistics(std::vector<unsigned char>(static_cast<std::size_t>(kW) * kH, 255),
+                         "8-bit saturated");
+    ExpectSameStatistics(std::vector<unsigned short>(static_cast<std::size_t>(kW) * kH, 4095),
+                         "12-bit saturated");
+    // Zeros, then a bright band: the sum starts late and crosses binades fast.
+    std::vector<unsigned short> late(static_cast<std::size_t>(kW) * kH, 0);
+    for (std::size_t i = late.size() - late.size() / 7; i < late.size(); ++i)
+        late[i] = static_cast<unsigned short>(3000 + i % 97);
+    ExpectSameStatistics(late, "12-bit, zeros then a band");
+    std::fill(late.begin(), late.end() - late.size() / 9, static_cast<unsigned short>(7));
+    ExpectSameStatistics(late, "12-bit, sevens then a band");
+    // Binary with a third value now and then: two-valued and general blocks mix.
+    auto mixed = Binary<unsigned short>(4, 4095, 9);
+    for (std::size_t i = 0; i < mixed.size(); i += 1001) mixed[i] = 2047;
+    ExpectSameStatistics(mixed, "12-bit, binary with a third value");
+}
+
+TEST(FloatSum, PhantomAndRealMammogramMatchTheLiteralLoop) {
+    zetdip::phantom::Options options;
+    options.dPixelSize = 0.05;
+    const auto m = zetdip::phantom::MakeMammogram(options);
+    ExpectSameStatistics(m.image, "phantom 12-bit");
+    ExpectSameStatistics(zetdip::phantom::To8Bits(m), "phantom 8-bit");
+    const std::string path = std::string(ZETDIP_SHARED_DATA) + "/mg1/MG1_3064x4664_u16le.raw";
+    std::FILE* f = std::fopen(path.c_str(), "rb");
+    if (!f) GTEST_SKIP() << path << " is absent";
+    std::vector<unsigned short> real(static_cast<std::size_t>(3064) * 4664);
+    const std::size_t nRead = std::fread(real.data(), sizeof(unsigned short), real.size(), f);
+    std::fclose(f);
+    ASSERT_EQ(nRead, real.size());
+    ExpectSameStatistics(real, "MG1");
+}
+
+TEST(FloatSum, SmallAndOddSizesMatchTheLiteralLoop) {
+    std::mt19937 rng(11);
+    for (int n : {1, 2, 3, 255, 256, 257, 1000, 4099, 65537}) {
+        const int nHi = static_cast<int>(rng() % 65536);
+        auto image = zetdip::test::RandomImage<unsigned short>(n, 1, 0, nHi, rng());
+        ExpectSameStatistics(image, "n = " + std::to_string(n));
+    }
+}
+
+TEST(FloatSum, ScalarPathIsTheLiteralLoop) {
+    const auto image = zetdip::test::RandomImage<unsigned char>(1000, 100, 0, 255, 12);
+    const int n = static_cast<int>(image.size());
+    EXPECT_EQ(Bits(Mean(image.data(), n, SumPath::kScalarOnly)), Bits(LiteralMean(image)));
+    EXPECT_EQ(Bits(StandardDeviation(image.data(), n, 99.5f, SumPath::kScalarOnly)),
+              Bits(LiteralDeviation(image, 99.5f)));
+}
+
+}  // namespace
