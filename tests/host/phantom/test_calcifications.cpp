@@ -38,9 +38,10 @@ TEST(InsertClusters, MembersInsideTheAreaWithTheAskedShape) {
             EXPECT_LE(std::hypot(m.x - c.centre.x, m.y - c.centre.y), c.dRadius);
         }
         for (const auto& d : clusters)  // clusters stay apart
-            if (&d != &c)
+            if (&d != &c) {
                 EXPECT_GT(std::hypot(c.centre.x - d.centre.x, c.centre.y - d.centre.y),
                           c.dRadius + d.dRadius);
+            }
     }
     // The image only rises, by at most the contrast, and only near members.
     int nChanged = 0;
