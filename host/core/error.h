@@ -4,6 +4,8 @@
 #ifndef ZETDIP_HOST_CORE_ERROR_H
 #define ZETDIP_HOST_CORE_ERROR_H
 
+#include <exception>
+#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -23,6 +25,23 @@ private:
     std::string file_;
     std::string cause_;
 };
+
+// Runs f and turns every failure escaping it into an Error about file: out
+// of memory, a dependency's own exception, or anything else (cause).
+template <class F>
+auto WithFileErrors(const std::string& file, F&& f, const char* cause = "unexpected failure") {
+    try {
+        return f();
+    } catch (const Error&) {
+        throw;
+    } catch (const std::bad_alloc&) {
+        throw Error(file, "out of memory");
+    } catch (const std::exception& e) {
+        throw Error(file, e.what());
+    } catch (...) {
+        throw Error(file, cause);
+    }
+}
 
 }  // namespace zetdip::host
 

@@ -256,17 +256,8 @@ std::string FormatDs(double d) {
 }  // namespace
 
 void WriteDicom(const std::string& path, const DicomFixture& fixture) {
-    try {
-        WriteFixture(path, fixture);
-    } catch (const Error&) {
-        throw;
-    } catch (const std::bad_alloc&) {
-        throw Error(path, "out of memory");
-    } catch (const std::exception& e) {
-        throw Error(path, e.what());
-    } catch (...) {
-        throw Error(path, "GDCM could not write the file");
-    }
+    WithFileErrors(
+        path, [&] { WriteFixture(path, fixture); }, "GDCM could not write the file");
 }
 
 void WriteDicom(const std::string& path, const Image& image, const std::string& transferSyntaxUid) {

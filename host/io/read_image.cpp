@@ -63,17 +63,8 @@ Image Read(const std::string& path, const ReadOptions& options) {
 }  // namespace
 
 Image ReadImage(const std::string& path, const ReadOptions& options) {
-    try {
-        return Read(path, options);
-    } catch (const Error&) {
-        throw;
-    } catch (const std::bad_alloc&) {
-        throw Error(path, "out of memory");
-    } catch (const std::exception& e) {
-        throw Error(path, e.what());
-    } catch (...) {
-        throw Error(path, "unexpected failure while reading");
-    }
+    return WithFileErrors(
+        path, [&] { return Read(path, options); }, "unexpected failure while reading");
 }
 
 }  // namespace zetdip::host

@@ -4,27 +4,12 @@
 #include <cmath>
 #include <random>
 
+#include "random.h"
+
 namespace zetdip::phantom {
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
-
-class Random {
-public:
-    explicit Random(std::uint32_t nSeed) : m_engine(nSeed) {}
-    double Uniform() { return (m_engine() + 0.5) / 4294967296.0; }
-    double Uniform(double a, double b) { return a + (b - a) * Uniform(); }
-    int Integer(int a, int b) {  // a .. b inclusive
-        return a + static_cast<int>(Uniform() * (b - a + 1));
-    }
-    double Normal() {
-        const double u1 = Uniform(), u2 = Uniform();
-        return std::sqrt(-2.0 * std::log(u1)) * std::cos(2.0 * kPi * u2);
-    }
-
-private:
-    std::mt19937 m_engine;
-};
 
 std::size_t At(int x, int y, int W) {
     return static_cast<std::size_t>(y) * W + x;

@@ -5,26 +5,12 @@
 #include <cstdio>
 #include <random>
 
+#include "random.h"
+
 namespace zetdip::phantom {
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
-
-// Portable normal deviates from the engine's raw output (Box-Muller), so the
-// image does not depend on the standard library's distribution code.
-class Random {
-public:
-    explicit Random(std::uint32_t nSeed) : m_engine(nSeed) {}
-    double Uniform() { return (m_engine() + 0.5) / 4294967296.0; }
-    double Uniform(double a, double b) { return a + (b - a) * Uniform(); }
-    double Normal() {
-        const double u1 = Uniform(), u2 = Uniform();
-        return std::sqrt(-2.0 * std::log(u1)) * std::cos(2.0 * kPi * u2);
-    }
-
-private:
-    std::mt19937 m_engine;
-};
 
 // Smooth value noise: random values on a coarse grid, interpolated with a
 // smoothstep, several octaves; roughly in [-1, 1].

@@ -22,20 +22,6 @@ double MsSince(std::chrono::steady_clock::time_point start) {
         .count();
 }
 
-// Runs f, turning every failure into an Error about path.
-template <class F>
-auto Guarded(const std::string& path, F&& f) {
-    try {
-        return f();
-    } catch (const Error&) {
-        throw;
-    } catch (const std::bad_alloc&) {
-        throw Error(path, "out of memory");
-    } catch (const std::exception& e) {
-        throw Error(path, e.what());
-    }
-}
-
 // A file to write, with its contents rendered in memory first, so that a
 // failure while computing leaves nothing on disk.
 struct Output {
@@ -88,7 +74,7 @@ void PrepareOutputDirectory(const std::string& dir) {
 
 ProcessResult ProcessImage(const Image& image, const std::string& stem,
                            const ProcessOptions& options, double readMs) {
-    return Guarded(image.path, [&] {
+    return WithFileErrors(image.path, [&] {
         const auto start = std::chrono::steady_clock::now();
         ProcessResult result;
         result.input = image.path;
@@ -149,7 +135,7 @@ ProcessResult ProcessImage(const Image& image, const std::string& stem,
 }
 
 ProcessResult ProcessFile(const std::string& path, const ProcessOptions& options) {
-    return Guarded(path, [&] {
+    return WithFileErrors(path, [&] {
         const auto start = std::chrono::steady_clock::now();
         const Image image = ReadImage(path, options.read);
         return ProcessImage(image, OutputStem(path), options, MsSince(start));

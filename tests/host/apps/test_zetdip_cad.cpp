@@ -21,26 +21,14 @@
 namespace {
 
 namespace fs = std::filesystem;
+using zetdip::host::testing::Lines;
+using zetdip::host::testing::ReadText;
 using zetdip::host::testing::TempDir;
 
 struct Outcome {
     int code = -1;
     std::string out, err;
 };
-
-std::string Slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-std::vector<std::string> Lines(const std::string& text) {
-    std::vector<std::string> lines;
-    std::stringstream s(text);
-    for (std::string line; std::getline(s, line);) lines.push_back(line);
-    return lines;
-}
 
 class ZetdipCad : public ::testing::Test {
 protected:
@@ -51,8 +39,8 @@ protected:
         const int status = std::system(cmd.c_str());
         Outcome r;
         r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        r.out = Slurp(out_);
-        r.err = Slurp(err_);
+        r.out = ReadText(out_);
+        r.err = ReadText(err_);
         return r;
     }
     std::string Path(const std::string& name) const { return dir_.Path(name); }
@@ -121,7 +109,7 @@ TEST_F(ZetdipCad, PgmFilmGivesReportOverlayAndStepsWithClustersInTheFileFrame) {
                              "film.candidates.png", "film.kept.png"})
         EXPECT_TRUE(fs::exists(Path(std::string("o/") + name))) << name;
 
-    const auto report = nlohmann::json::parse(Slurp(Path("o/film.json")));
+    const auto report = nlohmann::json::parse(ReadText(Path("o/film.json")));
     EXPECT_EQ(report["schema"], "zetdip-cad/1");
     EXPECT_EQ(report["status"], "ok");
     EXPECT_EQ(report["input"]["pixel_spacing"]["source"], "--pixel-size");
@@ -217,7 +205,7 @@ TEST_F(ZetdipCad, OutputDirectoryIsCreatedOrRefusedBeforeAnyWork) {
         EXPECT_EQ(r.err.rfind(std::string("zetdip-cad: ") + out + ": ", 0), 0u) << r.err;
         EXPECT_EQ(r.out, "");
     }
-    EXPECT_EQ(Slurp(Path("blocker")), "x");
+    EXPECT_EQ(ReadText(Path("blocker")), "x");
 }
 
 TEST_F(ZetdipCad, NonMammogramDicomIsRefused) {
@@ -246,7 +234,7 @@ TEST_F(ZetdipCad, RealFilmSameClustersFromDicomAndPng) {
     const std::string dicom = ZETDIP_SHARED_DATA "/mg1/MG1_J2KI.dcm";
     const std::string raw = ZETDIP_SHARED_DATA "/mg1/MG1_3064x4664_u16le.raw";
     if (!fs::exists(raw) || !fs::exists(dicom)) GTEST_SKIP() << "no mg1 data";
-    const std::string bytes = Slurp(raw);
+    const std::string bytes = ReadText(raw);
     const int W = 3064, H = 4664;
     std::vector<unsigned short> pixels(static_cast<std::size_t>(W) * H);
     for (std::size_t i = 0; i < pixels.size(); ++i)
@@ -258,8 +246,8 @@ TEST_F(ZetdipCad, RealFilmSameClustersFromDicomAndPng) {
     r = Cad("detect '" + dicom + "' --out o --quiet");
     ASSERT_EQ(r.code, 0) << r.err;
 
-    const auto png = nlohmann::json::parse(Slurp(Path("o/mg1.json")));
-    const auto dcm = nlohmann::json::parse(Slurp(Path("o/MG1_J2KI.json")));
+    const auto png = nlohmann::json::parse(ReadText(Path("o/mg1.json")));
+    const auto dcm = nlohmann::json::parse(ReadText(Path("o/MG1_J2KI.json")));
     EXPECT_EQ(png["input"]["bits_stored"], 12);
     EXPECT_EQ(png["chain"]["rows_flipped"]["source"], "image");
     EXPECT_FALSE(dcm["input"]["sop_instance_uid"].get<std::string>().empty());

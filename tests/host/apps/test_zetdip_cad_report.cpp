@@ -24,14 +24,8 @@
 namespace {
 
 namespace fs = std::filesystem;
+using zetdip::host::testing::ReadText;
 using zetdip::host::testing::TempDir;
-
-std::string Slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
 
 // A small synthetic mammogram with one cluster, as the reader would bring it.
 zetdip::host::Image Phantom(unsigned seed, bool bRight) {
@@ -51,8 +45,8 @@ protected:
                                 args + " >'" + dir_.Path("stdout.txt") + "' 2>'" +
                                 dir_.Path("stderr.txt") + "'";
         const int status = std::system(cmd.c_str());
-        out_ = Slurp(dir_.Path("stdout.txt"));
-        err_ = Slurp(dir_.Path("stderr.txt"));
+        out_ = ReadText(dir_.Path("stdout.txt"));
+        err_ = ReadText(dir_.Path("stderr.txt"));
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
@@ -68,7 +62,7 @@ TEST_F(ZetdipCadReports, DetectSrHoldsTheJsonClustersAndPassesTheValidator) {
     ASSERT_EQ(Cad("detect m.dcm p.png --pixel-size 0.1 --sr --out o"), 0) << err_;
     EXPECT_NE(out_.find("o/m.sr.dcm"), std::string::npos) << out_;
 
-    const auto json = nlohmann::json::parse(Slurp(dir_.Path("o/m.json")));
+    const auto json = nlohmann::json::parse(ReadText(dir_.Path("o/m.json")));
     ASSERT_FALSE(json["clusters"].empty());
     gdcm::Reader reader;
     reader.SetFileName(dir_.Path("o/m.sr.dcm").c_str());
@@ -91,7 +85,7 @@ TEST_F(ZetdipCadReports, DetectSrHoldsTheJsonClustersAndPassesTheValidator) {
 
     // Not DICOM: no report, and the result says why.
     EXPECT_FALSE(fs::exists(dir_.Path("o/p.sr.dcm")));
-    const auto png = nlohmann::json::parse(Slurp(dir_.Path("o/p.json")));
+    const auto png = nlohmann::json::parse(ReadText(dir_.Path("o/p.json")));
     EXPECT_NE(png["warnings"].dump().find("no structured report"), std::string::npos);
 }
 

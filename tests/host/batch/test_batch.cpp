@@ -26,21 +26,9 @@ namespace zetdip::host {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::Lines;
+using testing::ReadText;
 using testing::TempDir;
-
-std::string ReadText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-std::vector<std::string> Lines(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
-    return lines;
-}
 
 // A small synthetic mammogram as a 16-bit PNG (no pixel size inside).
 void WritePhantomPng(const std::string& path, unsigned seed) {
