@@ -24,5 +24,5 @@ echo "== fuzz smoke"
 echo "== thread sanitizer"
 CC=$(command -v clang || command -v clang-14) CXX=$(command -v clang++ || command -v clang++-14) \
   "$root/scripts/build.sh" "$root/build-tsan" -DZETDIP_WERROR=ON -DZETDIP_BUILD_TESTS=OFF \
-  -DZETDIP_BUILD_HOST=OFF -DZETDIP_BUILD_TSAN_TEST=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo
+  -DZETDIP_BUILD_HOST=OFF -DZETDIP_BUILD_PYTHON=OFF -DZETDIP_BUILD_TSAN_TEST=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo
 (cd "$root/build-tsan" && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure)

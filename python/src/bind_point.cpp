@@ -211,7 +211,7 @@ void BindHisto(py::module_& m) {
                 if (pHisto == nullptr) return py::none();
                 // The array takes over the library's allocation: no copy.
                 py::capsule owner(pHisto, [](void* p) { delete[] static_cast<unsigned int*>(p); });
-                return py::array_t<std::uint32_t>({static_cast<py::ssize_t>(nBins)}, pHisto, owner);
+                return py::array_t<std::uint32_t>(static_cast<py::ssize_t>(nBins), pHisto, owner);
             },
             py::arg("pSrc"), py::arg("nBitsPerPixel"), py::arg("nBitsStored"), py::arg("nHighBit"),
             py::arg("nWidth"), py::arg("nHeight"),
