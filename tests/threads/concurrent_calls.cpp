@@ -6,11 +6,13 @@
 // the synthetic mammogram and the chain only.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <thread>
 #include <vector>
 
 #include "ZetDIP.h"
 #include "detection_chain.h"
+#include "synthetic.h"
 #include "phantom.h"
 
 namespace {
@@ -37,8 +39,8 @@ zetdip::phantom::Mammogram Phantom(int nSeed) {
 // used only here.
 struct ChainOutput {
     std::string failedStep;
-    Words mask, lines, kept;
-    std::vector<int> circles;
+    std::vector<unsigned char> mask, lines, kept;
+    std::vector<long> circles;
     bool operator==(const ChainOutput& o) const {
         return failedStep == o.failedStep && mask == o.mask && lines == o.lines && kept == o.kept &&
                circles == o.circles;
@@ -46,12 +48,12 @@ struct ChainOutput {
 };
 
 ChainOutput RunChain(const zetdip::phantom::Mammogram& m) {
-    Words image = m.image;
-    auto r = zetdip::host::RunDetectionChain(image, m.nWidth, m.nHeight, m.nBitsStored,
-                                             m.dPixelSize, false);
+    zetdip::host::DetectOptions options;
+    options.keepStepImages = true;
+    const auto r = zetdip::host::Detect(zetdip::host::SyntheticImage(m), options);
     ChainOutput out{r.failedStep, r.mask, r.lines, r.kept, {}};
-    for (const auto& c : r.circles)
-        out.circles.insert(out.circles.end(), {c.x, c.y, c.rimX, c.rimY});
+    for (const auto& c : r.clusters)
+        out.circles.insert(out.circles.end(), {c.x, c.y, std::lround(c.radius * 1e6), c.members});
     return out;
 }
 
