@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets (clang, AddressSanitizer and
-# UndefinedBehaviorSanitizer) into build-fuzz and runs each one for SECONDS
-# (default 60) from its committed seeds. Prints the executions of every
-# target and fails when any target finds something (a crash, a sanitizer
+# UndefinedBehaviorSanitizer) into build-fuzz and runs them one after the
+# other from their committed seeds, SECONDS in all (default 600), an equal
+# share each. Prints the executions of every target and fails when any target finds something (a crash, a sanitizer
 # report, a broken contract, a timeout or an out-of-memory); the input that
 # did it is left in build-fuzz/findings/.
 # A single input running longer than ZETDIP_FUZZ_TIMEOUT seconds (default 5)
@@ -10,7 +10,7 @@
 # Usage: scripts/fuzz.sh [SECONDS] [FAMILY...]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
-seconds=${1:-60}
+total=${1:-600}
 shift || true
 build="$root/build-fuzz"
 
@@ -29,6 +29,9 @@ if [ ${#families[@]} -eq 0 ]; then
   for seeds in "$root"/fuzz/corpus/*/; do families+=("$(basename "$seeds")"); done
 fi
 
+seconds=$(( total / ${#families[@]} ))
+[ "$seconds" -ge 1 ] || seconds=1
+echo "fuzz: ${#families[@]} targets, ${seconds} s each"
 mkdir -p "$build/findings"
 failed=()
 for family in "${families[@]}"; do

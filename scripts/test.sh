@@ -19,7 +19,7 @@ echo "== sanitizer build"
 (cd "$root/build-asan" && ctest --output-on-failure --parallel "$jobs")
 
 echo "== fuzz smoke"
-"$root/scripts/fuzz.sh" "${ZETDIP_FUZZ_SECONDS:-15}"
+"$root/scripts/fuzz.sh" "${ZETDIP_FUZZ_SECONDS:-150}"
 
 echo "== thread sanitizer"
 CC=$(command -v clang || command -v clang-14) CXX=$(command -v clang++ || command -v clang++-14) \
