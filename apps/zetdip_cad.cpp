@@ -1,6 +1,7 @@
 // zetdip-cad: runs ZetDIP's detection chain on mammograms and writes, per
 // file, a JSON report and an overlay picture. Without arguments it runs on
-// the built-in synthetic mammogram. Each subcommand is a pair of functions:
+// the built-in synthetic mammogram; `evaluate` measures the detection rate
+// on images with known clusters. Each subcommand is a pair of functions:
 // one adds its options to the parser, one runs it.
 #include <CLI/CLI.hpp>
 #include <cerrno>
@@ -15,6 +16,7 @@
 #include "batch/batch.h"
 #include "chain/synthetic.h"
 #include "core/error.h"
+#include "evaluate_command.h"
 #include "phantom.h"
 #include "report/html_report.h"
 #include "report/process.h"
@@ -336,6 +338,8 @@ int main(int argc, char** argv) {
         auto* batchCommand = AddBatch(app, batch);
         ReportArgs report;
         auto* reportCommand = AddReport(app, report);
+        zetdip::cad::EvaluateArgs evaluate;
+        auto* evaluateCommand = zetdip::cad::AddEvaluate(app, evaluate);
         try {
             app.parse(argc, argv);
         } catch (const CLI::Success& e) {  // --help, --version
@@ -347,6 +351,7 @@ int main(int argc, char** argv) {
         if (detectCommand->parsed()) return RunDetect(detect);
         if (batchCommand->parsed()) return RunBatchCommand(batch);
         if (reportCommand->parsed()) return RunReport(report);
+        if (evaluateCommand->parsed()) return zetdip::cad::RunEvaluate(evaluate);
         return 2;
     } catch (const std::bad_alloc&) {
         Fail("out of memory");

@@ -1,0 +1,32 @@
+// zetdip-cad evaluate: the detection rate of the microcalcification chain
+// on images with known clusters, as the points of a FROC curve.
+#ifndef ZETDIP_APPS_EVALUATE_COMMAND_H
+#define ZETDIP_APPS_EVALUATE_COMMAND_H
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+namespace zetdip::cad {
+
+struct EvaluateArgs {
+    std::string dir, truthPath, normalsPath, svgPath, dumpDir;
+    double dPixelSize = 0.0;  // 0: from the files (synthetic: 0.1)
+    double dDefault;
+    std::vector<double> thresholds;
+    std::vector<double> contrasts;
+    int nSynthetic = 0;
+    unsigned nSeed = 1;
+    bool bWholeChain = false;
+    EvaluateArgs();
+};
+
+CLI::App* AddEvaluate(CLI::App& app, EvaluateArgs& a);
+
+// Prints the FROC points and the per-image table on stdout; returns the
+// program's exit code (errors are printed as one line on stderr).
+int RunEvaluate(const EvaluateArgs& a);
+
+}  // namespace zetdip::cad
+
+#endif  // ZETDIP_APPS_EVALUATE_COMMAND_H
