@@ -1,8 +1,5 @@
 #include "batch/batch.h"
 
-#include <gdcmReader.h>
-#include <gdcmTrace.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cstring>
@@ -14,6 +11,7 @@
 #include <system_error>
 
 #include "core/error.h"
+#include "io/read_image.h"
 #include "io/write_image.h"
 
 namespace zetdip::host {
@@ -51,35 +49,6 @@ Kind KindOf(const std::string& path) {
     if (n >= 4 && (std::memcmp(head, "II*\0", 4) == 0 || std::memcmp(head, "MM\0*", 4) == 0))
         return Kind::Picture;
     return Kind::Other;
-}
-
-std::string DicomString(const gdcm::DataSet& ds, uint16_t group, uint16_t element) {
-    const gdcm::Tag tag(group, element);
-    if (!ds.FindDataElement(tag)) return "";
-    const gdcm::ByteValue* value = ds.GetDataElement(tag).GetByteValue();
-    if (value == nullptr) return "";
-    return Trim(std::string(value->GetPointer(), value->GetLength()));
-}
-
-// The header up to the pixel data says whether a DICOM file is a mammogram.
-std::optional<std::string> WhyDicomSkipped(const std::string& path) {
-    // The answer goes into the tables; GDCM's own complaints would only
-    // clutter the progress output.
-    gdcm::Trace::WarningOff();
-    gdcm::Trace::ErrorOff();
-    gdcm::Reader reader;
-    reader.SetFileName(path.c_str());
-    if (!reader.ReadUpToTag(gdcm::Tag(0x0028, 0x0000), std::set<gdcm::Tag>()))
-        return std::string("not a readable DICOM file");
-    const gdcm::DataSet& ds = reader.GetFile().GetDataSet();
-    const std::string modality = DicomString(ds, 0x0008, 0x0060);
-    const std::string sopClass = DicomString(ds, 0x0008, 0x0016);
-    std::string bodyPart = DicomString(ds, 0x0018, 0x0015);
-    for (char& c : bodyPart) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    const bool bMammographyClass =
-        sopClass == "1.2.840.10008.5.1.4.1.1.1.2" || sopClass == "1.2.840.10008.5.1.4.1.1.1.2.1";
-    if (modality == "MG" || bMammographyClass || bodyPart == "BREAST") return std::nullopt;
-    return "not a mammogram: modality " + (modality.empty() ? std::string("not given") : modality);
 }
 
 std::string Csv(const std::string& field) {
@@ -167,7 +136,7 @@ std::vector<std::string> Shard(const std::vector<std::string>& files, int k, int
 std::optional<std::string> WhySkipped(const std::string& path, const ReadOptions& read) {
     switch (KindOf(path)) {
         case Kind::Dicom:
-            return WhyDicomSkipped(path);
+            return WhyNotAMammogram(path);
         case Kind::Picture:
             if (read.pixelSize) return std::nullopt;
             return std::string("no pixel size: pass --pixel-size");

@@ -8,6 +8,7 @@
 #include <gdcmJPEG2000Codec.h>
 #include <gdcmJPEGCodec.h>
 #include <gdcmJPEGLSCodec.h>
+#include <gdcmReader.h>
 #include <gdcmSequenceOfFragments.h>
 #include <gdcmSequenceOfItems.h>
 #include <gdcmTransferSyntax.h>
@@ -21,6 +22,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 #include <sstream>
 #include <type_traits>
 
@@ -93,21 +95,32 @@ std::string Upper(std::string s) {
 
 // ---- which images are taken --------------------------------------------------
 
-void CheckIsMammogram(const std::string& path, const gdcm::DataSet& ds, Image& image) {
+// The one rule for what is taken as a mammogram: modality MG or a
+// mammography SOP class; digitised film mammograms come as secondary
+// captures or radiographs of another modality, and the body part says what
+// they show. Returns the note to keep, or the refusal.
+struct MammogramVerdict {
+    bool bTaken = false;
+    std::string why;  // a note when taken by the body part, else the refusal
+};
+
+MammogramVerdict JudgeMammogram(const gdcm::DataSet& ds) {
     const std::string modality = StringOf(ds, "Modality").value_or("");
     const std::string sopClass = StringOf(ds, "SOPClassUID").value_or("");
     if (modality == "MG" || sopClass == kMammographyForPresentation ||
         sopClass == kMammographyForProcessing)
-        return;
-    // Digitised film mammograms come as secondary captures or radiographs
-    // of another modality; the body part says what they show.
-    if (Upper(StringOf(ds, "BodyPartExamined").value_or("")) == "BREAST") {
-        image.notes.push_back("modality " + (modality.empty() ? std::string("none") : modality) +
-                              " taken as a mammogram: Body Part Examined is BREAST");
-        return;
-    }
-    throw Error(path, "not a mammogram: modality " +
-                          (modality.empty() ? std::string("not given") : modality));
+        return {true, ""};
+    if (Upper(StringOf(ds, "BodyPartExamined").value_or("")) == "BREAST")
+        return {true, "modality " + (modality.empty() ? std::string("none") : modality) +
+                          " taken as a mammogram: Body Part Examined is BREAST"};
+    return {false, "not a mammogram: modality " +
+                       (modality.empty() ? std::string("not given") : modality)};
+}
+
+void CheckIsMammogram(const std::string& path, const gdcm::DataSet& ds, Image& image) {
+    MammogramVerdict verdict = JudgeMammogram(ds);
+    if (!verdict.bTaken) throw Error(path, verdict.why);
+    if (!verdict.why.empty()) image.notes.push_back(std::move(verdict.why));
 }
 
 // ---- facts ---------------------------------------------------------------------
@@ -736,3 +749,22 @@ Image ReadDicom(const std::string& path, const ReadOptions& options) {
 }
 
 }  // namespace zetdip::host::io
+
+namespace zetdip::host {
+
+std::optional<std::string> WhyNotAMammogram(const std::string& path) {
+    try {
+        io::SilenceGdcm();
+        gdcm::Reader reader;
+        reader.SetFileName(path.c_str());
+        if (!reader.ReadUpToTag(gdcm::Tag(0x0028, 0x0000), std::set<gdcm::Tag>()))
+            return std::string("not a readable DICOM file");
+        io::MammogramVerdict verdict = io::JudgeMammogram(reader.GetFile().GetDataSet());
+        if (verdict.bTaken) return std::nullopt;
+        return std::move(verdict.why);
+    } catch (...) {
+        return std::string("not a readable DICOM file");
+    }
+}
+
+}  // namespace zetdip::host

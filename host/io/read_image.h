@@ -42,6 +42,11 @@ struct ReadOptions {
 // inverted.
 Image ReadImage(const std::string& path, const ReadOptions& options);
 
+// Whether ReadImage takes a DICOM file as a mammogram, told from its header
+// alone (the pixel data is not read): nothing when it does, else the
+// reason. For walking archives, where most files are something else.
+std::optional<std::string> WhyNotAMammogram(const std::string& path);
+
 }  // namespace zetdip::host
 
 #endif  // ZETDIP_HOST_IO_READ_IMAGE_H

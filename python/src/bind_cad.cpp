@@ -81,7 +81,7 @@ void BindClusteringClass(py::module_& m) {
                        "A list of odd length raises ValueError once a cluster is tested against\n"
                        "its incomplete last pair; the list is then left as it was.\n")
                 .c_str())
-        .def_static("SearchLinesImage", &SrcDst<&CDipClustering::SearchLinesImage>,
+        .def_static("SearchLinesImage", SrcDst<&CDipClustering::SearchLinesImage>,
                     ZETDIP_SRC_DST_ARGS,
                     doc::Entry("Binary image of north-south line structures.",
                                std::string(doc::kSrc) + doc::kDstInPlace + doc::kFormat,

@@ -20,58 +20,36 @@ void BindFilters(py::module_& m) {
         "frame is copied; results are clamped to 0..max and truncated.\n"
         "24-bit colour returns True and writes nothing.\n";
     py::class_<Namespace<4>>(m, "CDipFilters", "Neighbourhood filters and breast segmentation.")
-        .def_static("ApplyMean", &SrcDst<&CDipFilters::ApplyMean>, ZETDIP_SRC_DST_ARGS,
+        .def_static("ApplyMean", SrcDst<&CDipFilters::ApplyMean>, ZETDIP_SRC_DST_ARGS,
                     doc::Entry("3x3 mean: the sum of the nine samples divided by 9.", params,
                                doc::kBoolResult, filter)
                         .c_str())
-        .def_static("ApplyGradientNS", &SrcDst<&CDipFilters::ApplyGradientNS>, ZETDIP_SRC_DST_ARGS,
+        .def_static("ApplyGradientNS", SrcDst<&CDipFilters::ApplyGradientNS>, ZETDIP_SRC_DST_ARGS,
                     doc::Entry("North-south gradient: off + 10 * (row above - row below), off\n"
                                "half the range.",
                                params, doc::kBoolResult, filter)
                         .c_str())
-        .def_static("ApplyGradientSWNE", &SrcDst<&CDipFilters::ApplyGradientSWNE>,
+        .def_static("ApplyGradientSWNE", SrcDst<&CDipFilters::ApplyGradientSWNE>,
                     ZETDIP_SRC_DST_ARGS,
                     doc::Entry("South-west to north-east gradient, kernel (rows 0..2)\n"
                                "[0 -10 -10 | 10 0 -10 | 10 10 0].",
                                params, doc::kBoolResult, filter)
                         .c_str())
-        .def_static("ApplyGradientNWSE", &SrcDst<&CDipFilters::ApplyGradientNWSE>,
+        .def_static("ApplyGradientNWSE", SrcDst<&CDipFilters::ApplyGradientNWSE>,
                     ZETDIP_SRC_DST_ARGS,
                     doc::Entry("North-west to south-east gradient, kernel (rows 0..2)\n"
                                "[-10 -10 0 | -10 0 10 | 0 10 10].",
                                params, doc::kBoolResult, filter)
                         .c_str())
         .def_static(
-            "ApplyGauss",
-            [](const py::array& src, const py::array& dst, int nBitsPerPixel, int nBitsStored,
-               int nWidth, int nHeight, float fSigma) {
-                const Format f{nBitsPerPixel, nBitsStored, nWidth, nHeight};
-                unsigned char* pSrc = Image(src, "pSrc", f, Access::Read);
-                unsigned char* pDst = Image(dst, "pDst", f, Access::Write);
-                CheckOverlap(src, "pSrc", dst, "pDst", true);
-                py::gil_scoped_release release;
-                return CDipFilters::ApplyGauss(pSrc, pDst, nBitsPerPixel, nBitsStored, nWidth,
-                                               nHeight, fSigma);
-            },
-            ZETDIP_SRC_DST_ARGS, py::arg("fSigma"),
+            "ApplyGauss", SrcDst<&CDipFilters::ApplyGauss>, ZETDIP_SRC_DST_ARGS, py::arg("fSigma"),
             doc::Entry("3x3 Gaussian of fSigma, divided by the kernel's own sum.",
                        params + "fSigma : float\n    Standard deviation, rounded to float32.\n",
                        doc::kBoolResult, filter)
                 .c_str())
         .def_static(
-            "ApplyDOG",
-            [](const py::array& src, const py::array& dst, int nBitsPerPixel, int nBitsStored,
-               int nWidth, int nHeight, float fSigma1, float fGain, float fSigma2, float fSigma3) {
-                const Format f{nBitsPerPixel, nBitsStored, nWidth, nHeight};
-                unsigned char* pSrc = Image(src, "pSrc", f, Access::Read);
-                unsigned char* pDst = Image(dst, "pDst", f, Access::Write);
-                CheckOverlap(src, "pSrc", dst, "pDst", true);
-                py::gil_scoped_release release;
-                return CDipFilters::ApplyDOG(pSrc, pDst, nBitsPerPixel, nBitsStored, nWidth,
-                                             nHeight, fSigma1, fGain, fSigma2, fSigma3);
-            },
-            ZETDIP_SRC_DST_ARGS, py::arg("fSigma1"), py::arg("fGain"), py::arg("fSigma2"),
-            py::arg("fSigma3"),
+            "ApplyDOG", SrcDst<&CDipFilters::ApplyDOG>, ZETDIP_SRC_DST_ARGS, py::arg("fSigma1"),
+            py::arg("fGain"), py::arg("fSigma2"), py::arg("fSigma3"),
             doc::Entry("Difference of Gaussians: H = max(0, src - G(fSigma1) src), then\n"
                        "(int)(fGain * G(fSigma2) H - G(fSigma3) H) per sample.",
                        params + "fSigma1, fGain, fSigma2, fSigma3 : float\n"

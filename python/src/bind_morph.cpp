@@ -46,39 +46,38 @@ void BindMorphMath(py::module_& m) {
                        kRule)
                 .c_str())
         .def_static(
-            "ApplyErosionLine", &SrcDst<&CDipMorphMath::ApplyErosionLine>, ZETDIP_SRC_DST_ARGS,
+            "ApplyErosionLine", SrcDst<&CDipMorphMath::ApplyErosionLine>, ZETDIP_SRC_DST_ARGS,
             doc::Entry("Erosion by the horizontal 3x3 line.", params, doc::kBoolResult, kRule)
                 .c_str())
-        .def_static("ApplyErosionDiagNWSE", &SrcDst<&CDipMorphMath::ApplyErosionDiagNWSE>,
+        .def_static("ApplyErosionDiagNWSE", SrcDst<&CDipMorphMath::ApplyErosionDiagNWSE>,
                     ZETDIP_SRC_DST_ARGS,
                     doc::Entry("Erosion by the diagonal through the top-right and bottom-left\n"
                                "neighbours.",
                                params, doc::kBoolResult, kRule)
                         .c_str())
-        .def_static("ApplyErosionDiagSWNE", &SrcDst<&CDipMorphMath::ApplyErosionDiagSWNE>,
+        .def_static("ApplyErosionDiagSWNE", SrcDst<&CDipMorphMath::ApplyErosionDiagSWNE>,
                     ZETDIP_SRC_DST_ARGS,
                     doc::Entry("Erosion by the diagonal through the top-left and bottom-right\n"
                                "neighbours.",
                                params, doc::kBoolResult, kRule)
                         .c_str())
         .def_static(
-            "ApplyErosionCircle", &SrcDst<&CDipMorphMath::ApplyErosionCircle>, ZETDIP_SRC_DST_ARGS,
+            "ApplyErosionCircle", SrcDst<&CDipMorphMath::ApplyErosionCircle>, ZETDIP_SRC_DST_ARGS,
             doc::Entry("Four erosions by the quarter elements.", params, doc::kBoolResult, kRule)
                 .c_str())
-        .def_static("ApplyDilatation", &SrcDst<&CDipMorphMath::ApplyDilatation>,
-                    ZETDIP_SRC_DST_ARGS,
+        .def_static("ApplyDilatation", SrcDst<&CDipMorphMath::ApplyDilatation>, ZETDIP_SRC_DST_ARGS,
                     doc::Entry("Four dilations by the quarter elements.", params,
                                "bool\n    16-bit: True on success. 8-bit: False after a "
                                "successful run (intended).\n",
                                kRule)
                         .c_str())
-        .def_static("ApplyOpening", &SrcDst<&CDipMorphMath::ApplyOpening>, ZETDIP_SRC_DST_ARGS,
+        .def_static("ApplyOpening", SrcDst<&CDipMorphMath::ApplyOpening>, ZETDIP_SRC_DST_ARGS,
                     doc::Entry("Circle erosion, then dilatation.", params,
                                "bool\n    16-bit: True. 8-bit: writes the opened image and "
                                "reports False.\n",
                                kRule)
                         .c_str())
-        .def_static("ApplyClosing", &SrcDst<&CDipMorphMath::ApplyClosing>, ZETDIP_SRC_DST_ARGS,
+        .def_static("ApplyClosing", SrcDst<&CDipMorphMath::ApplyClosing>, ZETDIP_SRC_DST_ARGS,
                     doc::Entry("Dilatation, then circle erosion.", params,
                                "bool\n    16-bit: True. 8-bit: False with pDst left as it was\n"
                                "    (the dilatation's False stops it; intended).\n",

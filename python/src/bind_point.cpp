@@ -97,25 +97,16 @@ void BindEnhancement(py::module_& m) {
     const std::string params = std::string(doc::kSrc) + doc::kDstInPlace + doc::kFormat;
     py::class_<Namespace<1>>(m, "CDipEnhancement", "Contrast stretching and manipulation.")
         .def_static(
-            "ApplyStretching",
-            [](const py::array& src, const py::array& dst, int nBitsPerPixel, int nBitsStored,
-               int nWidth, int nHeight, int nLow, int nHigh) {
-                const Format f{nBitsPerPixel, nBitsStored, nWidth, nHeight};
-                unsigned char* pSrc = Image(src, "pSrc", f, Access::Read);
-                unsigned char* pDst = Image(dst, "pDst", f, Access::Write);
-                CheckOverlap(src, "pSrc", dst, "pDst", true);
-                py::gil_scoped_release release;
-                return CDipEnhancement::ApplyStretching(pSrc, pDst, nBitsPerPixel, nBitsStored,
-                                                        nWidth, nHeight, nLow, nHigh);
-            },
-            ZETDIP_SRC_DST_ARGS, py::arg("nLow"), py::arg("nHigh"),
+            "ApplyStretching", SrcDst<&CDipEnhancement::ApplyStretching>, ZETDIP_SRC_DST_ARGS,
+            py::arg("nLow"), py::arg("nHigh"),
             doc::Entry("Linear stretch of the band [nLow, nHigh) onto the full range.",
                        params + "nLow, nHigh : int\n    The band, in either order.\n",
                        doc::kBoolResult,
                        "v < lo gives 0, lo <= v < hi gives (v - lo) * (M // (hi - lo)), v >= hi\n"
                        "gives M (255, or 2**nBitsStored - 1). nLow == nHigh writes nothing.\n")
                 .c_str())
-        .def_static("ApplyContrastManip", &SrcDst<&CDipEnhancement::ApplyContrastManip>,
+        .def_static("ApplyContrastManip",
+                    SrcDst<static_cast<SrcDstEntry>(&CDipEnhancement::ApplyContrastManip)>,
                     ZETDIP_SRC_DST_ARGS,
                     doc::Entry("Contrast manipulation: with max the image maximum, v < max * 0.5\n"
                                "gives 0, anything else 2 * v - max.",
@@ -151,18 +142,8 @@ void BindThresholding(py::module_& m) {
     const std::string params = std::string(doc::kSrc) + doc::kFormat;
     py::class_<Namespace<2>>(m, "CDipThresholding", "Thresholding and global thresholds.")
         .def_static(
-            "ApplyThresholding",
-            [](const py::array& src, const py::array& dst, int nBitsPerPixel, int nBitsStored,
-               int nWidth, int nHeight, int nThreshold) {
-                const Format f{nBitsPerPixel, nBitsStored, nWidth, nHeight};
-                unsigned char* pSrc = Image(src, "pSrc", f, Access::Read);
-                unsigned char* pDst = Image(dst, "pDst", f, Access::Write);
-                CheckOverlap(src, "pSrc", dst, "pDst", true);
-                py::gil_scoped_release release;
-                return CDipThresholding::ApplyThresholding(pSrc, pDst, nBitsPerPixel, nBitsStored,
-                                                           nWidth, nHeight, nThreshold);
-            },
-            ZETDIP_SRC_DST_ARGS, py::arg("nThreshold"),
+            "ApplyThresholding", SrcDst<&CDipThresholding::ApplyThresholding>, ZETDIP_SRC_DST_ARGS,
+            py::arg("nThreshold"),
             doc::Entry("Binarises: a sample below nThreshold gives 0, any other the maximum.",
                        std::string(doc::kSrc) + doc::kDstInPlace + doc::kFormat +
                            "nThreshold : int\n    The level.\n",

@@ -23,18 +23,31 @@ void BindHost(py::module_& m);        // files, the detection chain, the batch p
 template <int N>
 struct Namespace {};
 
-using SrcDstEntry = bool (*)(unsigned char*, unsigned char*, int, int, int, int);
+// The wrapper of every entry shaped (pSrc, pDst, nBitsPerPixel, nBitsStored,
+// nWidth, nHeight, extra...): both arrays checked against the format (the
+// destination may be the source), the GIL released during the call, the
+// extra arguments passed on as they are.
+template <auto F, class Entry = decltype(F)>
+struct SrcDstCall;
 
-template <SrcDstEntry F>
-bool SrcDst(const py::array& src, const py::array& dst, int nBitsPerPixel, int nBitsStored,
-            int nWidth, int nHeight) {
-    const Format f{nBitsPerPixel, nBitsStored, nWidth, nHeight};
-    unsigned char* pSrc = Image(src, "pSrc", f, Access::Read);
-    unsigned char* pDst = Image(dst, "pDst", f, Access::Write);
-    CheckOverlap(src, "pSrc", dst, "pDst", true);
-    py::gil_scoped_release release;
-    return F(pSrc, pDst, nBitsPerPixel, nBitsStored, nWidth, nHeight);
-}
+template <auto F, class... Extra>
+struct SrcDstCall<F, bool (*)(unsigned char*, unsigned char*, int, int, int, int, Extra...)> {
+    static bool Call(const py::array& src, const py::array& dst, int nBitsPerPixel, int nBitsStored,
+                     int nWidth, int nHeight, Extra... extra) {
+        const Format f{nBitsPerPixel, nBitsStored, nWidth, nHeight};
+        unsigned char* pSrc = Image(src, "pSrc", f, Access::Read);
+        unsigned char* pDst = Image(dst, "pDst", f, Access::Write);
+        CheckOverlap(src, "pSrc", dst, "pDst", true);
+        py::gil_scoped_release release;
+        return F(pSrc, pDst, nBitsPerPixel, nBitsStored, nWidth, nHeight, extra...);
+    }
+};
+
+template <auto F>
+constexpr auto SrcDst = &SrcDstCall<F>::Call;
+
+// Picks the plain overload of an overloaded entry.
+using SrcDstEntry = bool (*)(unsigned char*, unsigned char*, int, int, int, int);
 
 #define ZETDIP_FORMAT_ARGS \
     py::arg("nBitsPerPixel"), py::arg("nBitsStored"), py::arg("nWidth"), py::arg("nHeight")
