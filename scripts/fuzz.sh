@@ -21,7 +21,7 @@ if [ -z "$cxx" ] || [ -z "$cc" ]; then
   exit 1
 fi
 CC="$cc" CXX="$cxx" cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DZETDIP_BUILD_FUZZ=ON -DZETDIP_BUILD_TESTS=OFF -DZETDIP_BUILD_HOST=OFF >/dev/null
+  -DZETDIP_BUILD_FUZZ=ON -DZETDIP_BUILD_TESTS=OFF -DZETDIP_BUILD_HOST=OFF -DZETDIP_BUILD_PYTHON=OFF >/dev/null
 cmake --build "$build" --parallel "$(nproc)" >/dev/null
 
 families=("$@")
