@@ -37,12 +37,16 @@ namespace {
 // An image with its known clusters, as 16-bit words in its file's frame:
 // 8-bit files are widened to 12 bits (shifted left by 4), as the chain
 // itself promotes them, so that the clusters can be inserted at one depth.
+// The whole chain is scored on the image as read, with its facts (side,
+// view), unless clusters were inserted into the words.
 struct Case {
     std::string name;
     int nWidth = 0, nHeight = 0, nBitsStored = 0;
     double dPixelSize = 0.0;
     std::vector<unsigned short> words;
     std::vector<TruthCluster> truth;
+    Image asRead;  // facts of the file; pixels too while the words are untouched
+    bool bInserted = false;
 };
 
 std::string Stem(const std::string& name) {
@@ -64,8 +68,9 @@ std::string FindImage(const std::string& dir, const std::string& name) {
 Case ReadCase(const std::string& path, const std::string& name, double dPixelSize) {
     ReadOptions options;
     if (dPixelSize > 0.0) options.pixelSize = dPixelSize;
-    const Image image = ReadImage(path, options);
     Case c;
+    c.asRead = ReadImage(path, options);
+    const Image& image = c.asRead;
     c.name = name;
     c.nWidth = image.nWidth;
     c.nHeight = image.nHeight;
@@ -84,19 +89,20 @@ Case ReadCase(const std::string& path, const std::string& name, double dPixelSiz
 // The marks of the whole chain as zetdip-cad detect runs it (library mask
 // and host mask, pectoral removal, line searches, candidates, clustering).
 std::vector<Mark> WholeChainMarks(const Case& c, double dThreshold) {
-    Image image;
-    image.nWidth = c.nWidth;
-    image.nHeight = c.nHeight;
-    image.nBitsStored = c.nBitsStored;
-    image.words = c.words;
-    image.rowSpacing = Fact<double>{c.dPixelSize, "evaluate"};
-    image.columnSpacing = Fact<double>{c.dPixelSize, "evaluate"};
-    image.format = "evaluate";
     DetectOptions options;
     options.candidates = BandPassCandidates(dThreshold);
+    DetectionResult result;
+    if (!c.bInserted) {
+        result = Detect(c.asRead, options);
+    } else {
+        Image image = c.asRead;
+        image.bytes.clear();
+        image.nBitsStored = c.nBitsStored;
+        image.words = c.words;
+        result = Detect(image, options);
+    }
     std::vector<Mark> marks;
-    for (const auto& k : Detect(image, options).clusters)
-        marks.push_back({double(k.x), double(k.y), k.radius});
+    for (const auto& k : result.clusters) marks.push_back({double(k.x), double(k.y), k.radius});
     return marks;
 }
 
@@ -225,6 +231,11 @@ Case SyntheticCase(std::uint32_t nSeed, bool bBreastOnRight, double dPixelSize,
     c.nHeight = m.nHeight;
     c.nBitsStored = m.nBitsStored;
     c.dPixelSize = dPixelSize;
+    c.asRead.rowSpacing = Fact<double>{dPixelSize, "synthetic"};
+    c.asRead.columnSpacing = Fact<double>{dPixelSize, "synthetic"};
+    c.asRead.nWidth = c.nWidth;
+    c.asRead.nHeight = c.nHeight;
+    c.asRead.format = "synthetic";
     c.words = std::move(m.image);
     area.assign(c.words.size(), 0);
     for (std::size_t k = 0; k < area.size(); ++k)
@@ -280,6 +291,7 @@ void EvaluateInserted(const EvaluateArgs& a, std::vector<std::string>& labels,
             co.nBitsStored = c.nBitsStored;
             co.dContrast = dContrast;
             co.nSeed = nCaseSeed * 7919u;
+            c.bInserted = true;
             for (const auto& k :
                  zetdip::phantom::InsertClusters(c.words, area, c.nWidth, c.nHeight, co))
                 c.truth.push_back({c.name, k.centre.x, k.centre.y, k.dRadius});
