@@ -341,41 +341,6 @@ void EvaluateKnown(const EvaluateArgs& a, std::vector<std::string>& labels,
 
 }  // namespace
 
-CLI::App* AddEvaluate(CLI::App& app, EvaluateArgs& a) {
-    auto* sub = app.add_subcommand(
-        "evaluate",
-        "Detection rate: FROC points on images with known clusters, on images with "
-        "inserted clusters, or on synthetic mammograms");
-    sub->add_option("DIR,--dir", a.dir, "Folder of the images (any format detect reads)")
-        ->check(CLI::ExistingDirectory);
-    sub->add_option("--truth", a.truthPath,
-                    "Truth CSV (refnum, x, y_top_origin, radius_px), in DIR unless a path");
-    sub->add_option("--normals", a.normalsPath,
-                    "List of images without clusters, in DIR unless a path");
-    sub->add_option("--pixel-size", a.dPixelSize,
-                    "Millimetres per pixel; overrides the files (synthetic: default 0.1)")
-        ->check(CLI::Range(0.01, 1.0));
-    sub->add_option("--thresholds", a.thresholds, "Operating points, in noise multiples")
-        ->capture_default_str();
-    sub->add_option("--default", a.dDefault, "Operating point of the per-image table")
-        ->capture_default_str();
-    sub->add_option("--svg", a.svgPath, "Write the FROC curve(s) as an SVG picture");
-    sub->add_option("--dump", a.dumpDir,
-                    "Write each image with its mask and candidates as PNG into this folder")
-        ->check(CLI::ExistingDirectory);
-    sub->add_option("--insert", a.contrasts,
-                    "Insert clusters of these contrasts (fraction of the local signal) into "
-                    "the normals, or into the synthetic mammograms");
-    sub->add_option("--synthetic", a.nSynthetic, "Run on this many synthetic mammograms")
-        ->check(CLI::Range(1, 1000));
-    sub->add_flag("--whole-chain", a.bWholeChain,
-                  "Score the whole chain of detect (library and host masks, line exclusion) "
-                  "instead of the host's preparation and candidates alone");
-    sub->add_option("--seed", a.nSeed, "First seed of the synthetic mammograms and insertions")
-        ->capture_default_str();
-    return sub;
-}
-
 int RunEvaluate(const EvaluateArgs& a) {
     try {
         std::vector<std::vector<FrocPoint>> curves;

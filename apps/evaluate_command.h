@@ -1,9 +1,9 @@
 // zetdip-cad evaluate: the detection rate of the microcalcification chain
-// on images with known clusters, as the points of a FROC curve.
+// on images with known clusters, as the points of a FROC curve. The options
+// are parsed in zetdip_cad.cpp, which alone compiles the parser.
 #ifndef ZETDIP_APPS_EVALUATE_COMMAND_H
 #define ZETDIP_APPS_EVALUATE_COMMAND_H
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
@@ -20,8 +20,6 @@ struct EvaluateArgs {
     bool bWholeChain = false;
     EvaluateArgs();
 };
-
-CLI::App* AddEvaluate(CLI::App& app, EvaluateArgs& a);
 
 // Prints the FROC points and the per-image table on stdout; returns the
 // program's exit code (errors are printed as one line on stderr).
