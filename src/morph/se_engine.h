@@ -29,6 +29,8 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <memory>
+#include <new>
 
 #include "core/common.h"
 #include "core/cpu.h"
@@ -282,6 +284,223 @@ void TwoMemberBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo,
                               pOut);
 }
 
+// The blocked span when every member must qualify (nNeed == nMembers): the
+// count reaches nNeed exactly when the member least likely to qualify does,
+// so the rule needs only the extreme and the opposite extreme of the
+// members, no count. Adding the centre to the members changes neither
+// answer (it qualifies against itself, and when every member qualifies the
+// extreme is already on the centre's side), and it joins the centre row's
+// members into one run. The members of each source row are cut into runs
+// of consecutive columns; the extremes of a run of L columns are those of
+// two overlapping windows of 2^k <= L columns, read from per-row tables of
+// window extremes (level k holds the extreme of columns c .. c + 2^k - 1),
+// built once for each source row while it is in reach. The same set of
+// samples gives the same minimum and maximum, so the result is identical.
+struct ExtremeRun {
+    int nRow;     // source row offset from the centre row
+    int nFirst;   // column offset of the first window
+    int nSecond;  // column offset of the second window
+    int nLevel;   // windows of 2^nLevel columns
+};
+
+// Level nLevel of a row's window extremes from level nLevel - 1, for the
+// columns 0 .. nCount - 1.
+template <class Op, class T>
+ZETDIP_ALWAYS_INLINE void WindowLevelLoop(const T* pExtIn, const T* pOppIn, T* pExt, T* pOpp,
+                                          int nHalf, int nCount) {
+    for (int c = 0; c < nCount; ++c) {
+        pExt[c] = Op::Extreme(pExtIn[c], pExtIn[c + nHalf]);
+        pOpp[c] = Op::Opposite(pOppIn[c], pOppIn[c + nHalf]);
+    }
+}
+
+// One run's tables and the column offsets of its two windows.
+template <class T>
+struct RunWindows {
+    const T* pExt;
+    const T* pOpp;
+    int nA, nB;
+};
+
+// The rule over pixels lo..hi of a row from the runs' windows.
+template <class Op, class T>
+ZETDIP_ALWAYS_INLINE void ExtremeRunsLoop(const RunWindows<T>* pRuns, int nRuns, const T* pCentre,
+                                          const T* pSeed, int nSeed, int lo, int hi, T* pExt,
+                                          T* pOpp, T* pOut) {
+    {
+        const RunWindows<T> r = pRuns[0];
+        for (int x = lo; x <= hi; ++x) {
+            pExt[x] = Op::Extreme(r.pExt[x + r.nA], r.pExt[x + r.nB]);
+            pOpp[x] = Op::Opposite(r.pOpp[x + r.nA], r.pOpp[x + r.nB]);
+        }
+    }
+    for (int i = 1; i < nRuns; ++i) {
+        const RunWindows<T> r = pRuns[i];
+        for (int x = lo; x <= hi; ++x) {
+            pExt[x] = Op::Extreme(pExt[x], Op::Extreme(r.pExt[x + r.nA], r.pExt[x + r.nB]));
+            pOpp[x] = Op::Opposite(pOpp[x], Op::Opposite(r.pOpp[x + r.nA], r.pOpp[x + r.nB]));
+        }
+    }
+    for (int x = lo; x <= hi; ++x) {
+        const T vc = pCentre[x];
+        const T e = Op::Extreme(pSeed[x + nSeed], pExt[x]);  // the seed takes part, member or not
+        pOut[x] = Op::Qualifies(pOpp[x], vc) ? e : vc;
+    }
+}
+
+template <class Op, class T>
+void WindowLevelBaseline(const T* pExtIn, const T* pOppIn, T* pExt, T* pOpp, int nHalf,
+                         int nCount) {
+    WindowLevelLoop<Op>(pExtIn, pOppIn, pExt, pOpp, nHalf, nCount);
+}
+template <class Op, class T>
+void ExtremeRunsBaseline(const RunWindows<T>* pRuns, int nRuns, const T* pCentre, const T* pSeed,
+                         int nSeed, int lo, int hi, T* pExt, T* pOpp, T* pOut) {
+    ExtremeRunsLoop<Op>(pRuns, nRuns, pCentre, pSeed, nSeed, lo, hi, pExt, pOpp, pOut);
+}
+#if ZETDIP_HAS_AVX2_PATH
+template <class Op, class T>
+ZETDIP_TARGET_AVX2 void WindowLevelAvx2(const T* pExtIn, const T* pOppIn, T* pExt, T* pOpp,
+                                        int nHalf, int nCount) {
+    WindowLevelLoop<Op>(pExtIn, pOppIn, pExt, pOpp, nHalf, nCount);
+}
+template <class Op, class T>
+ZETDIP_TARGET_AVX2 void ExtremeRunsAvx2(const RunWindows<T>* pRuns, int nRuns, const T* pCentre,
+                                        const T* pSeed, int nSeed, int lo, int hi, T* pExt, T* pOpp,
+                                        T* pOut) {
+    ExtremeRunsLoop<Op>(pRuns, nRuns, pCentre, pSeed, nSeed, lo, hi, pExt, pOpp, pOut);
+}
+#endif
+
+// The runs of an element and the window tables of the source rows in reach.
+template <class Op, class T>
+class ExtremeRuns {
+public:
+    // Cuts the members (and the centre) into runs; false when the scratch
+    // cannot be had.
+    bool Init(const SeGeometry& g, VectorPath vector) {
+        m_vector = vector;
+        m_nWidth = g.nWidth;
+        m_nStride = static_cast<std::size_t>(g.nWidth);
+        int nRowLo = 0, nRowHi = 0;
+        std::size_t nMax = 0;
+        for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy) nMax += 2 * (2 * g.hA + 1);
+        m_pRuns = NewScratch<ExtremeRun>(nMax);
+        m_pWindows = NewScratch<RunWindows<T>>(nMax);
+        if (!m_pRuns || !m_pWindows) return false;
+        // A member's source row: cache cells left of the element's columns
+        // already hold the next row (see CachedRow), as in the blocked span.
+        auto member = [&](int dy, int dx, int nRow) {
+            if (dy == 0 && dx == 0) return nRow == 0;
+            if (!g.Member(dy, dx)) return false;
+            const bool bFromCache = dy < 0 || (dy == 0 && dx < 0);
+            return dy + (bFromCache && dx < -g.hB ? 1 : 0) == nRow;
+        };
+        for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy)
+            for (int nRow = dy; nRow <= dy + 1; ++nRow)
+                for (int dx = -g.hA; dx <= g.hA; ++dx) {
+                    if (!member(dy, dx, nRow)) continue;
+                    // Rows dy and dy + 1 of neighbouring offsets may both
+                    // hold members of one source row: each run is kept on its own.
+                    int nLast = dx;
+                    while (nLast < g.hA && member(dy, nLast + 1, nRow)) ++nLast;
+                    int nLevel = 0;
+                    while ((2 << nLevel) <= nLast - dx + 1) ++nLevel;
+                    m_pRuns[m_nRuns++] = {nRow, dx, nLast - (1 << nLevel) + 1, nLevel};
+                    m_nLevels = std::max(m_nLevels, nLevel);
+                    nRowLo = std::min(nRowLo, nRow);
+                    nRowHi = std::max(nRowHi, nRow);
+                    dx = nLast;
+                }
+        m_nRowLo = nRowLo;
+        m_nSlots = nRowHi - nRowLo + 1;
+        if (m_nLevels > 0) {
+            const std::size_t nCells =
+                static_cast<std::size_t>(m_nSlots) * static_cast<std::size_t>(m_nLevels) * 2;
+            m_pTables = NewScratch<T>(nCells * m_nStride);
+            m_pSlotRow = NewScratch<int>(static_cast<std::size_t>(m_nSlots));
+            if (!m_pTables || !m_pSlotRow) return false;
+            std::fill_n(m_pSlotRow.get(), m_nSlots, -1);
+        }
+        m_pExt = NewScratch<T>(m_nStride);
+        m_pOpp = NewScratch<T>(m_nStride);
+        return m_pExt && m_pOpp;
+    }
+
+    // Pixels lo..hi of row rows.y.
+    void Row(const OriginalRows<T>& rows, int hA, int hB, int lo, int hi, T* pOut) {
+        const int y = rows.y;
+        for (int i = 0; i < m_nRuns; ++i) {
+            const ExtremeRun& run = m_pRuns[i];
+            const int r = y + run.nRow;
+            const T* pExt = rows.Row(r);
+            const T* pOpp = pExt;
+            if (run.nLevel > 0) {
+                Tables(rows, r);
+                pExt = Table(r, run.nLevel, 0);
+                pOpp = Table(r, run.nLevel, 1);
+            }
+            m_pWindows[i] = {pExt, pOpp, run.nFirst, run.nSecond};
+        }
+        const T* pCentre = rows.Row(y);
+        const T* pSeed = rows.Row(y - hA);
+#if ZETDIP_HAS_AVX2_PATH
+        if (m_vector == VectorPath::kAvx2)
+            return ExtremeRunsAvx2<Op>(m_pWindows.get(), m_nRuns, pCentre, pSeed, -hB, lo, hi,
+                                       m_pExt.get(), m_pOpp.get(), pOut);
+#endif
+        ExtremeRunsBaseline<Op>(m_pWindows.get(), m_nRuns, pCentre, pSeed, -hB, lo, hi,
+                                m_pExt.get(), m_pOpp.get(), pOut);
+    }
+
+private:
+    T* Table(int r, int nLevel, int nKind) const {
+        const int nSlot = (r - m_nRowLo) % m_nSlots;
+        const std::size_t i = (static_cast<std::size_t>(nSlot) * m_nLevels + (nLevel - 1)) * 2 +
+                              static_cast<std::size_t>(nKind);
+        return m_pTables.get() + i * m_nStride;
+    }
+
+    // Builds the window tables of source row r unless its slot holds them.
+    // Rows are reached in increasing order, so a slot is reused only once
+    // its row is out of reach.
+    void Tables(const OriginalRows<T>& rows, int r) {
+        const int nSlot = (r - m_nRowLo) % m_nSlots;
+        if (m_pSlotRow[nSlot] == r) return;
+        m_pSlotRow[nSlot] = r;
+        const T* pExtIn = rows.Row(r);
+        const T* pOppIn = pExtIn;
+        for (int k = 1; k <= m_nLevels; ++k) {
+            const int nCount = m_nWidth - (1 << k) + 1;
+            T* pExt = Table(r, k, 0);
+            T* pOpp = Table(r, k, 1);
+            if (nCount > 0) {
+#if ZETDIP_HAS_AVX2_PATH
+                if (m_vector == VectorPath::kAvx2)
+                    WindowLevelAvx2<Op>(pExtIn, pOppIn, pExt, pOpp, 1 << (k - 1), nCount);
+                else
+#endif
+                    WindowLevelBaseline<Op>(pExtIn, pOppIn, pExt, pOpp, 1 << (k - 1), nCount);
+            }
+            pExtIn = pExt;
+            pOppIn = pOpp;
+        }
+    }
+
+    VectorPath m_vector = VectorPath::kBaseline;
+    int m_nWidth = 0;
+    std::size_t m_nStride = 0;
+    std::unique_ptr<ExtremeRun[]> m_pRuns;
+    std::unique_ptr<RunWindows<T>[]> m_pWindows;
+    int m_nRuns = 0;
+    int m_nLevels = 0;
+    int m_nRowLo = 0;
+    int m_nSlots = 1;
+    std::unique_ptr<T[]> m_pTables;     // per slot and level: extremes, then opposites
+    std::unique_ptr<int[]> m_pSlotRow;  // source row held by each slot, -1 for none
+    std::unique_ptr<T[]> m_pExt, m_pOpp;
+};
+
 // Erosion (ErodeOp) or dilation (DilateOp) of a one-channel image. pDst may
 // equal pSrc. Returns false, writing nothing, for nSEHeight < 3, for a
 // negative nSEWidth (chosen: from -2 down the last pixel of a row would
@@ -334,6 +553,14 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
             for (int dx = -hA; dx <= hA; ++dx)
                 if (!(dy == 0 && dx == 0) && g.Member(dy, dx)) ++nMembers;
 
+    // Every member must qualify: extremes of runs instead of counting.
+    std::unique_ptr<ExtremeRuns<Op, T>> pRuns;
+    // Without memory for them the counting loop runs instead.
+    if (xLo <= xHi && nNeed == nMembers && nMembers >= 1) {
+        pRuns.reset(new (std::nothrow) ExtremeRuns<Op, T>());
+        if (pRuns && !pRuns->Init(g, vector)) pRuns.reset();
+    }
+
     for (int y = 0; y < nHeight; ++y) {
         const T* pSrcRow = pSrc + static_cast<std::size_t>(y) * nStride;
         T* pOut = pDst + static_cast<std::size_t>(y) * nStride;
@@ -365,6 +592,8 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
                              static_cast<std::size_t>(hi - lo + 1) * sizeof(T));
             else if (nMembers == 2 && nNeed == 2)
                 TwoMemberBlocked<Op>(g, rows, lo, hi, pOut, vector);
+            else if (pRuns)
+                pRuns->Row(rows, hA, hB, lo, hi, pOut);
             else if (nMembers <= std::numeric_limits<T>::max())
                 RankRuleBlocked<Op, T, T>(g, rows, lo, hi, pOut, nNeed);
             else
