@@ -87,6 +87,7 @@ struct SeGeometry {
     // element (see Member), so they are not visited.
     int nRowReach;
     int nWidth;
+    const int* pOverAdvanced = nullptr;  // see TabulateOverAdvanced; null: divide
 
     // Element value at the flat index (hA - dy) * nSEWidth + dx + hB, which
     // may run into the neighbouring element row as the index says. Indices
@@ -108,8 +109,23 @@ struct SeGeometry {
     int CachedRow(int r, int c, int x, int y) const {
         if (c <= nWidth - 2 * hB - 1) return y - hA + r + (c < x - hB ? 1 : 0);
         const int k = std::min(hB, c - nWidth + 2 * hB + 1);
-        const int j = (hA - r) / k;
+        const int j = pOverAdvanced != nullptr
+                          ? pOverAdvanced[static_cast<std::size_t>(r) * (2 * hB) +
+                                          static_cast<std::size_t>(c - nWidth + 2 * hB)]
+                          : (hA - r) / k;
         return y - hA > j ? y - j : r + (y - hA) * k;
+    }
+
+    // (hA - r) / k of CachedRow for every cache row r and over-advanced
+    // column, row-major by r over the 2 hB columns from nWidth - 2 hB: the
+    // border pixels read them for every member, and a division each is
+    // most of their cost. pTable holds (hA + 1) * 2 hB ints.
+    void TabulateOverAdvanced(int* pTable) {
+        for (int r = 0; r <= hA; ++r)
+            for (int i = 0; i < 2 * hB; ++i)
+                pTable[static_cast<std::size_t>(r) * (2 * hB) + static_cast<std::size_t>(i)] =
+                    (hA - r) / std::min(hB, i + 1);
+        pOverAdvanced = pTable;
     }
 
     // Row and column of the flat index r * nWidth + c, for a column c that
@@ -322,30 +338,48 @@ struct RunWindows {
     int nA, nB;
 };
 
-// The rule over pixels lo..hi of a row from the runs' windows.
+// The rule over pixels lo..hi of a row from the runs' windows, kBlock
+// pixels at a time so that both extremes stay in registers over all runs.
+template <class Op, class T, int kBlock>
+ZETDIP_ALWAYS_INLINE void ExtremeRunsBlock(const RunWindows<T>* pRuns, int nRuns, const T* pCentre,
+                                           const T* pSeed, int nSeed, int x0, T* pOut) {
+    T e[kBlock] = {}, o[kBlock] = {};  // every element has a run: set by the first
+    for (int k = 0; k < nRuns; ++k) {
+        // x0 + nA and x0 + nB are columns inside the row.
+        const T* pExtA = pRuns[k].pExt + (x0 + pRuns[k].nA);
+        const T* pExtB = pRuns[k].pExt + (x0 + pRuns[k].nB);
+        const T* pOppA = pRuns[k].pOpp + (x0 + pRuns[k].nA);
+        const T* pOppB = pRuns[k].pOpp + (x0 + pRuns[k].nB);
+        if (k == 0) {
+            for (int i = 0; i < kBlock; ++i) {
+                e[i] = Op::Extreme(pExtA[i], pExtB[i]);
+                o[i] = Op::Opposite(pOppA[i], pOppB[i]);
+            }
+        } else {
+            for (int i = 0; i < kBlock; ++i) {
+                e[i] = Op::Extreme(e[i], Op::Extreme(pExtA[i], pExtB[i]));
+                o[i] = Op::Opposite(o[i], Op::Opposite(pOppA[i], pOppB[i]));
+            }
+        }
+    }
+    const T* pC = pCentre + x0;
+    const T* pS = pSeed + (x0 + nSeed);
+    T* pO = pOut + x0;
+    for (int i = 0; i < kBlock; ++i) {
+        const T vc = pC[i];
+        const T v = Op::Extreme(pS[i], e[i]);  // the seed takes part, member or not
+        pO[i] = Op::Qualifies(o[i], vc) ? v : vc;
+    }
+}
+
 template <class Op, class T>
 ZETDIP_ALWAYS_INLINE void ExtremeRunsLoop(const RunWindows<T>* pRuns, int nRuns, const T* pCentre,
-                                          const T* pSeed, int nSeed, int lo, int hi, T* pExt,
-                                          T* pOpp, T* pOut) {
-    {
-        const RunWindows<T> r = pRuns[0];
-        for (int x = lo; x <= hi; ++x) {
-            pExt[x] = Op::Extreme(r.pExt[x + r.nA], r.pExt[x + r.nB]);
-            pOpp[x] = Op::Opposite(r.pOpp[x + r.nA], r.pOpp[x + r.nB]);
-        }
-    }
-    for (int i = 1; i < nRuns; ++i) {
-        const RunWindows<T> r = pRuns[i];
-        for (int x = lo; x <= hi; ++x) {
-            pExt[x] = Op::Extreme(pExt[x], Op::Extreme(r.pExt[x + r.nA], r.pExt[x + r.nB]));
-            pOpp[x] = Op::Opposite(pOpp[x], Op::Opposite(r.pOpp[x + r.nA], r.pOpp[x + r.nB]));
-        }
-    }
-    for (int x = lo; x <= hi; ++x) {
-        const T vc = pCentre[x];
-        const T e = Op::Extreme(pSeed[x + nSeed], pExt[x]);  // the seed takes part, member or not
-        pOut[x] = Op::Qualifies(pOpp[x], vc) ? e : vc;
-    }
+                                          const T* pSeed, int nSeed, int lo, int hi, T* pOut) {
+    constexpr int kBlock = 128;
+    int x = lo;
+    for (; x + kBlock - 1 <= hi; x += kBlock)
+        ExtremeRunsBlock<Op, T, kBlock>(pRuns, nRuns, pCentre, pSeed, nSeed, x, pOut);
+    for (; x <= hi; ++x) ExtremeRunsBlock<Op, T, 1>(pRuns, nRuns, pCentre, pSeed, nSeed, x, pOut);
 }
 
 template <class Op, class T>
@@ -355,8 +389,8 @@ void WindowLevelBaseline(const T* pExtIn, const T* pOppIn, T* pExt, T* pOpp, int
 }
 template <class Op, class T>
 void ExtremeRunsBaseline(const RunWindows<T>* pRuns, int nRuns, const T* pCentre, const T* pSeed,
-                         int nSeed, int lo, int hi, T* pExt, T* pOpp, T* pOut) {
-    ExtremeRunsLoop<Op>(pRuns, nRuns, pCentre, pSeed, nSeed, lo, hi, pExt, pOpp, pOut);
+                         int nSeed, int lo, int hi, T* pOut) {
+    ExtremeRunsLoop<Op>(pRuns, nRuns, pCentre, pSeed, nSeed, lo, hi, pOut);
 }
 #if ZETDIP_HAS_AVX2_PATH
 template <class Op, class T>
@@ -366,9 +400,8 @@ ZETDIP_TARGET_AVX2 void WindowLevelAvx2(const T* pExtIn, const T* pOppIn, T* pEx
 }
 template <class Op, class T>
 ZETDIP_TARGET_AVX2 void ExtremeRunsAvx2(const RunWindows<T>* pRuns, int nRuns, const T* pCentre,
-                                        const T* pSeed, int nSeed, int lo, int hi, T* pExt, T* pOpp,
-                                        T* pOut) {
-    ExtremeRunsLoop<Op>(pRuns, nRuns, pCentre, pSeed, nSeed, lo, hi, pExt, pOpp, pOut);
+                                        const T* pSeed, int nSeed, int lo, int hi, T* pOut) {
+    ExtremeRunsLoop<Op>(pRuns, nRuns, pCentre, pSeed, nSeed, lo, hi, pOut);
 }
 #endif
 
@@ -422,9 +455,7 @@ public:
             if (!m_pTables || !m_pSlotRow) return false;
             std::fill_n(m_pSlotRow.get(), m_nSlots, -1);
         }
-        m_pExt = NewScratch<T>(m_nStride);
-        m_pOpp = NewScratch<T>(m_nStride);
-        return m_pExt && m_pOpp;
+        return true;
     }
 
     // Pixels lo..hi of row rows.y.
@@ -447,10 +478,9 @@ public:
 #if ZETDIP_HAS_AVX2_PATH
         if (m_vector == VectorPath::kAvx2)
             return ExtremeRunsAvx2<Op>(m_pWindows.get(), m_nRuns, pCentre, pSeed, -hB, lo, hi,
-                                       m_pExt.get(), m_pOpp.get(), pOut);
+                                       pOut);
 #endif
-        ExtremeRunsBaseline<Op>(m_pWindows.get(), m_nRuns, pCentre, pSeed, -hB, lo, hi,
-                                m_pExt.get(), m_pOpp.get(), pOut);
+        ExtremeRunsBaseline<Op>(m_pWindows.get(), m_nRuns, pCentre, pSeed, -hB, lo, hi, pOut);
     }
 
 private:
@@ -498,7 +528,6 @@ private:
     int m_nSlots = 1;
     std::unique_ptr<T[]> m_pTables;     // per slot and level: extremes, then opposites
     std::unique_ptr<int[]> m_pSlotRow;  // source row held by each slot, -1 for none
-    std::unique_ptr<T[]> m_pExt, m_pOpp;
 };
 
 // Erosion (ErodeOp) or dilation (DilateOp) of a one-channel image. pDst may
@@ -527,9 +556,15 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
 
     const bool bInPlace = pSrc == pDst;
     vector = ResolvePath(vector);
-    const SeGeometry g{
+    SeGeometry g{
         pSE,   static_cast<long long>(nSEHeight) * nSEWidth, nSEWidth, hA, hB, std::min(hA, hB),
         nWidth};
+    // No more memory than the ring; without it the border pixels divide.
+    std::unique_ptr<int[]> pOverAdvanced;
+    if (hB >= 1 && 2LL * hB <= nWidth) {
+        pOverAdvanced = NewScratch<int>((static_cast<std::size_t>(hA) + 1) * (2 * hB));
+        if (pOverAdvanced) g.TabulateOverAdvanced(pOverAdvanced.get());
+    }
     OriginalRows<T> rows{pSrc, bInPlace ? pRing.get() : nullptr, nStride, hA + 1, 0};
     const int nNeed = WrapSub(nSECount, 1);
     const int nLastInteriorRow = nHeight - hA - 1;  // may be negative: no interior row
