@@ -212,31 +212,37 @@ int SearchAnObjectByRuns(const SaturationRuns<R>& runs, const T* pStretched, int
         return nRunMax;
 
     // The four window scans: a gap cell says where the next saturated pixel
-    // lies, so each scan costs one look-up instead of a walk.
+    // lies, so each scan costs one look-up instead of a walk. A run at the
+    // cap cannot be beaten, so the scans end there (a saturated window
+    // costs one look-up).
     int nLongest = 0;
     for (int c = nLeft; c < nRight; ++c) {
         int r = nTop;
         const int nGap = runs.Down(c, r);
         if (r < nBottom && nGap <= 0) r = std::min(r - nGap, nBottom);
         nLongest = std::max(nLongest, run(runs.Down(c, r)));
+        if (nLongest >= kCap) return kCap;
     }
     for (int c = nLeft; c < nRight; ++c) {
         int r = nBottom;
         const int nGap = runs.Up(c, r);
         if (r > nTop && nGap <= 0) r = std::max(r + nGap, nTop);
         nLongest = std::max(nLongest, run(runs.Up(c, r)));
+        if (nLongest >= kCap) return kCap;
     }
     for (int r = nTop; r < nBottom; ++r) {
         int c = nLeft;
         const int nGap = runs.Right(c, r);
         if (c < nRight && nGap <= 0) c = std::min(c - nGap, nRight);
         nLongest = std::max(nLongest, run(runs.Right(c, r)));
+        if (nLongest >= kCap) return kCap;
     }
     for (int r = nTop; r < nBottom; ++r) {
         int c = nRight;
         const int nGap = runs.Left(c, r);
         if (c > nLeft && nGap <= 0) c = std::max(c + nGap, nLeft);
         nLongest = std::max(nLongest, run(runs.Left(c, r)));
+        if (nLongest >= kCap) return kCap;
     }
     return nLongest;
 }
