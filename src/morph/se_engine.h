@@ -88,6 +88,10 @@ struct SeGeometry {
     int nRowReach;
     int nWidth;
     const int* pOverAdvanced = nullptr;  // see TabulateOverAdvanced; null: divide
+    // The member offsets (dy, dx) in visiting order, centre left out, so
+    // that a border pixel visits only them; null: test every offset.
+    const int* pMembers = nullptr;
+    int nMemberCount = 0;
 
     // Element value at the flat index (hA - dy) * nSEWidth + dx + hB, which
     // may run into the neighbouring element row as the index says. Indices
@@ -185,21 +189,25 @@ T RankRuleAt(const SeGeometry& g, const OriginalRows<T>& rows, int x, int nNeed)
     const T vc = rows.Row(y)[x];
     T e = rows.Row(y - g.hA)[x - g.hB];  // corner seed, member or not (intended)
     int k = 0;
-    for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy) {
-        for (int dx = -g.hA; dx <= g.hA; ++dx) {
-            if ((dy == 0 && dx == 0) || !g.Member(dy, dx)) continue;
-            const bool bFromCache = dy < 0 || (dy == 0 && dx < 0);
-            int r = bFromCache ? g.hA + dy : y + dy;
-            int c = 0;
-            g.ToCell(r, static_cast<long long>(x) + dx, c);
-            if (bFromCache) {
-                if (r > g.hA) continue;  // past the end of the cache, see above
-                r = g.CachedRow(r, c, x, y);
-            }
-            const T v = rows.Row(r)[c];
-            k += Op::Qualifies(v, vc) ? 1 : 0;
-            e = Op::Extreme(e, v);
+    auto visit = [&](int dy, int dx) {
+        const bool bFromCache = dy < 0 || (dy == 0 && dx < 0);
+        int r = bFromCache ? g.hA + dy : y + dy;
+        int c = 0;
+        g.ToCell(r, static_cast<long long>(x) + dx, c);
+        if (bFromCache) {
+            if (r > g.hA) return;  // past the end of the cache, see above
+            r = g.CachedRow(r, c, x, y);
         }
+        const T v = rows.Row(r)[c];
+        k += Op::Qualifies(v, vc) ? 1 : 0;
+        e = Op::Extreme(e, v);
+    };
+    if (g.pMembers != nullptr) {
+        for (int i = 0; i < g.nMemberCount; ++i) visit(g.pMembers[2 * i], g.pMembers[2 * i + 1]);
+    } else {
+        for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy)
+            for (int dx = -g.hA; dx <= g.hA; ++dx)
+                if (!(dy == 0 && dx == 0) && g.Member(dy, dx)) visit(dy, dx);
     }
     return k == nNeed ? e : vc;
 }
@@ -559,6 +567,26 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
     SeGeometry g{
         pSE,   static_cast<long long>(nSEHeight) * nSEWidth, nSEWidth, hA, hB, std::min(hA, hB),
         nWidth};
+    std::unique_ptr<int[]> pMemberList;
+    // Only an image with interior pixels visits members.
+    if (nHeight - hA - 1 >= hA && nWidth - hB - 1 >= hB) {
+        std::size_t nList = 0;
+        for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy)
+            for (int dx = -hA; dx <= hA; ++dx)
+                if (!(dy == 0 && dx == 0) && g.Member(dy, dx)) ++nList;
+        if (nList <= static_cast<std::size_t>(std::numeric_limits<int>::max() / 2))
+            pMemberList = NewScratch<int>(2 * nList);
+        if (pMemberList) {
+            for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy)
+                for (int dx = -hA; dx <= hA; ++dx)
+                    if (!(dy == 0 && dx == 0) && g.Member(dy, dx)) {
+                        pMemberList[2 * static_cast<std::size_t>(g.nMemberCount)] = dy;
+                        pMemberList[2 * static_cast<std::size_t>(g.nMemberCount) + 1] = dx;
+                        ++g.nMemberCount;
+                    }
+            g.pMembers = pMemberList.get();
+        }
+    }
     // No more memory than the ring; without it the border pixels divide.
     std::unique_ptr<int[]> pOverAdvanced;
     if (hB >= 1 && 2LL * hB <= nWidth) {
