@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 
 #include "DipEnhancement.h"
 #include "cad/frame_stack.h"
@@ -172,15 +173,102 @@ int SearchAnObject(const T* pStretched, int nX, int nY, int nWidth, int nHeight,
     return nLongest;
 }
 
+// SearchAnObject with every walk bounded: a through-centre walk stops one
+// past the run maximum (the range test cannot pass beyond it) and a window
+// run at nCap, where the scans end, since no run can beat it. The answer is
+// min(SearchAnObject, nCap) except for the dark one, returned as it is.
+// nSteps grows by the samples read.
+template <class T>
+int SearchAnObjectBounded(const T* pStretched, int nX, int nY, int nWidth, int nHeight, int nLeft,
+                          int nTop, int nRight, int nBottom, double dPixelSize, int nMaxValue,
+                          int nCap, long long& nSteps) {
+    const int nRunMin = TruncToInt(0.1 / dPixelSize + 1.0);
+    const int nRunMax = TruncToInt(1.1 / dPixelSize + 1.0);
+    const int nDark = TruncToInt(2.0 / dPixelSize);
+    if (nX < 0 || nY < 0 || nX >= nWidth || nY >= nHeight) return nDark;
+
+    const long long nSamples = static_cast<long long>(nWidth) * nHeight;
+    auto saturated = [&](long long col, long long row) {
+        ++nSteps;
+        const long long i = row * nWidth + col;
+        return i >= 0 && i < nSamples && pStretched[i] == nMaxValue;
+    };
+    if (pStretched[static_cast<long long>(nY) * nWidth + nX] < (nMaxValue + 1) / 8) return nDark;
+
+    // Each directional walk stops at nCentreCap: past it the sum exceeds the
+    // run maximum whatever the rest is.
+    const long long nCentreCap = std::max(nRunMax, 0) + 1LL;
+    long long nVertical = 0, nHorizontal = 0, n = 0;
+    if constexpr (CentreRunTraits<T>::kBoundedByImage) {
+        for (long long r = nY; n < nCentreCap && r < nHeight && saturated(nX, r); ++r) ++n;
+        nVertical += n, n = 0;
+        for (long long r = nY; n < nCentreCap && r >= 0 && saturated(nX, r); --r) ++n;
+        nVertical += n, n = 0;
+        for (long long c = nX; n < nCentreCap && c < nHeight && saturated(c, nY); ++c) ++n;
+        nHorizontal += n, n = 0;
+        for (long long c = nX; n < nCentreCap && c >= 0 && saturated(c, nY); --c) ++n;
+        nHorizontal += n, n = 0;
+    } else {
+        for (long long r = nY; n < nCentreCap && saturated(nX, r); ++r) ++n;
+        nVertical += n, n = 0;
+        for (long long r = nY; n < nCentreCap && saturated(nX, r); --r) ++n;
+        nVertical += n, n = 0;
+        for (long long c = nX; n < nCentreCap && saturated(c, nY); ++c) ++n;
+        nHorizontal += n, n = 0;
+        for (long long c = nX; n < nCentreCap && saturated(c, nY); --c) ++n;
+        nHorizontal += n, n = 0;
+    }
+    if (nVertical > nRunMin && nVertical <= nRunMax && nHorizontal > nRunMin &&
+        nHorizontal <= nRunMax)
+        return nRunMax;
+
+    int nLongest = 0;
+    for (int c = nLeft; c < nRight; ++c) {
+        int r = nTop;
+        while (r < nBottom && !saturated(c, r)) ++r;
+        int nRun = 0;
+        for (; nRun < nCap && r < nHeight && saturated(c, r); ++r) ++nRun;
+        nLongest = std::max(nLongest, nRun);
+        if (nLongest >= nCap) return nCap;
+    }
+    for (int c = nLeft; c < nRight; ++c) {
+        int r = nBottom;
+        while (r > nTop && !saturated(c, r)) --r;
+        int nRun = 0;
+        for (; nRun < nCap && r >= 0 && saturated(c, r); --r) ++nRun;
+        nLongest = std::max(nLongest, nRun);
+        if (nLongest >= nCap) return nCap;
+    }
+    for (int r = nTop; r < nBottom; ++r) {
+        int c = nLeft;
+        while (c < nRight && !saturated(c, r)) ++c;
+        int nRun = 0;
+        for (; nRun < nCap && c < nWidth && saturated(c, r); ++c) ++nRun;
+        nLongest = std::max(nLongest, nRun);
+        if (nLongest >= nCap) return nCap;
+    }
+    for (int r = nTop; r < nBottom; ++r) {
+        int c = nRight;
+        while (c > nLeft && !saturated(c, r)) --c;
+        int nRun = 0;
+        for (; nRun < nCap && c >= 0 && saturated(c, r); --c) ++nRun;
+        nLongest = std::max(nLongest, nRun);
+        if (nLongest >= nCap) return nCap;
+    }
+    return nLongest;
+}
+
 // SearchAnObject read from the runs of its stretched image: the same answer
 // with every run clamped to the cap, i.e. min(SearchAnObject, kCap) except
 // for the dark answer, which is returned as it is. Windows reaching outside
 // the image or as long as the cap, and a run maximum at the cap, take
-// SearchAnObject itself.
+// SearchAnObject itself, or SearchAnObjectBounded with nWalkCap when
+// pWalkSteps is given.
 template <class T, class R>
 int SearchAnObjectByRuns(const SaturationRuns<R>& runs, const T* pStretched, int nX, int nY,
                          int nWidth, int nHeight, int nLeft, int nTop, int nRight, int nBottom,
-                         double dPixelSize, int nMaxValue) {
+                         double dPixelSize, int nMaxValue, int nWalkCap = 0,
+                         long long* pWalkSteps = nullptr) {
     constexpr int kCap = SaturationRuns<R>::kCap;
     const int nRunMin = TruncToInt(0.1 / dPixelSize + 1.0);
     const int nRunMax = TruncToInt(1.1 / dPixelSize + 1.0);
@@ -190,8 +278,11 @@ int SearchAnObjectByRuns(const SaturationRuns<R>& runs, const T* pStretched, int
     if (!inside(nX, nWidth) || !inside(nY, nHeight) || !inside(nLeft, nWidth) ||
         !inside(nRight, nWidth) || !inside(nTop, nHeight) || !inside(nBottom, nHeight) ||
         nRight - nLeft >= kCap || nBottom - nTop >= kCap || nRunMax >= kCap)
-        return SearchAnObject(pStretched, nX, nY, nWidth, nHeight, nLeft, nTop, nRight, nBottom,
-                              dPixelSize, nMaxValue);
+        return pWalkSteps != nullptr
+                   ? SearchAnObjectBounded(pStretched, nX, nY, nWidth, nHeight, nLeft, nTop, nRight,
+                                           nBottom, dPixelSize, nMaxValue, nWalkCap, *pWalkSteps)
+                   : SearchAnObject(pStretched, nX, nY, nWidth, nHeight, nLeft, nTop, nRight,
+                                    nBottom, dPixelSize, nMaxValue);
     if (pStretched[static_cast<std::size_t>(nY) * static_cast<std::size_t>(nWidth) +
                    static_cast<std::size_t>(nX)] < (nMaxValue + 1) / 8)
         return nDark;
@@ -289,28 +380,38 @@ bool SearchEveryMicrocalcification(const T* pSrc, const T* pBinary, int* pVisite
     // No row is scanned without a column, however many rows there are.
     if (nColBegin >= nColEnd) return true;
 
-    // The shape checks read clamped runs when the acceptance limits and the
-    // window lie below the cap, so that a clamped size is judged as the
-    // true one; the narrowest cell that does keeps the memory at 4 bytes a
-    // pixel for usual pixel sizes. Without memory for them the checks walk.
+    // The shape checks walk with every run bounded one past the acceptance
+    // limits (a bounded size is judged as the true one), counting the
+    // samples read. On content where the walks add up to several times the
+    // image (saturated areas full of blobs), they switch to runs counted
+    // once (SaturationRuns: 4 bytes a pixel for usual pixel sizes), which
+    // answer each check in a look-up per window row and column. Without
+    // memory for the runs the walks go on.
+    const int nCap = static_cast<int>(std::min<long long>(
+        std::max<long long>({nSmallLimit, nLargeLimit, 0}) + 1, std::numeric_limits<int>::max()));
+    const long long nBudget = 8LL * static_cast<long long>(SampleCount(nWidth, nHeight)) + 4096;
+    long long nSteps = 0;
     const long long nLimit = std::max<long long>({nSmallLimit, nLargeLimit, 2LL * nHalfWindow});
     SaturationRuns<signed char> runs8;
     SaturationRuns<short> runs16;
-    int nRunCells = 0;
-    if (nRowBegin < nRowEnd && nLimit < SaturationRuns<signed char>::kCap) {
-        if (runs8.Build(pStretched.get(), nWidth, nHeight, nMaxValue)) nRunCells = 1;
-    } else if (nRowBegin < nRowEnd && nLimit < SaturationRuns<short>::kCap) {
-        if (runs16.Build(pStretched.get(), nWidth, nHeight, nMaxValue)) nRunCells = 2;
-    }
+    int nRunCells = -1;  // -1: not tried yet, 0: walks only
     auto check = [&](int cx, int cy, int nL, int nT, int nR, int nB, double dPixelSize) {
+        if (nRunCells < 0 && nSteps > nBudget) {
+            nRunCells = 0;
+            if (nLimit < SaturationRuns<signed char>::kCap) {
+                if (runs8.Build(pStretched.get(), nWidth, nHeight, nMaxValue)) nRunCells = 1;
+            } else if (nLimit < SaturationRuns<short>::kCap) {
+                if (runs16.Build(pStretched.get(), nWidth, nHeight, nMaxValue)) nRunCells = 2;
+            }
+        }
         if (nRunCells == 1)
             return SearchAnObjectByRuns(runs8, pStretched.get(), cx, cy, nWidth, nHeight, nL, nT,
-                                        nR, nB, dPixelSize, nMaxValue);
+                                        nR, nB, dPixelSize, nMaxValue, nCap, &nSteps);
         if (nRunCells == 2)
             return SearchAnObjectByRuns(runs16, pStretched.get(), cx, cy, nWidth, nHeight, nL, nT,
-                                        nR, nB, dPixelSize, nMaxValue);
-        return SearchAnObject(pStretched.get(), cx, cy, nWidth, nHeight, nL, nT, nR, nB, dPixelSize,
-                              nMaxValue);
+                                        nR, nB, dPixelSize, nMaxValue, nCap, &nSteps);
+        return SearchAnObjectBounded(pStretched.get(), cx, cy, nWidth, nHeight, nL, nT, nR, nB,
+                                     dPixelSize, nMaxValue, nCap, nSteps);
     };
 
     const std::size_t w = static_cast<std::size_t>(nWidth > 0 ? nWidth : 0);

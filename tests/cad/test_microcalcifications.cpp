@@ -123,10 +123,18 @@ void ExpectRunsMatchWalks(const std::vector<T>& image, int w, int h, double dPix
         ASSERT_EQ(std::min(got, kCap), std::min(want, kCap))
             << w << "x" << h << " centre " << x << "," << y << " window " << l << "," << t << " "
             << r << "," << b;
+        // Bounded walks: the same up to their cap, wherever the window lies.
+        for (int nCap : {1, 7, 40}) {
+            long long nSteps = 0;
+            const int bounded = zetdip::detail::SearchAnObjectBounded(
+                image.data(), x, y, w, h, l, t, r, b, dPixelSize, kMax, nCap, nSteps);
+            ASSERT_EQ(std::min(bounded, nCap), std::min(want, nCap))
+                << "cap " << nCap << " " << w << "x" << h << " centre " << x << "," << y;
+        }
     }
 }
 
-TYPED_TEST(Microcalcifications, ShapeCheckByRunsMatchesWalksUpToTheCap) {
+TYPED_TEST(Microcalcifications, ShapeChecksByRunsAndBoundedWalksMatchWalksUpToTheirCaps) {
     std::uint32_t seed = 40;
     for (auto [w, h] : {std::pair{1, 1}, {3, 1}, {1, 3}, {2, 2}, {67, 33}, {33, 67}, {300, 9}})
         for (int nKind = 0; nKind < 3; ++nKind) {
