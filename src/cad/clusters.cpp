@@ -87,10 +87,15 @@ bool GrowCluster(const int* pCentres, int* pVisited, int nX, int nY, int& nMinX,
 
 FreeCentres::FreeCentres(const int* pCentres, int* pLinks, int nWidth, int nHeight)
     : m_pLinks(pLinks), m_nStride(static_cast<std::size_t>(nWidth)), m_nHeight(nHeight) {
-    for (int y = 0; y < nHeight; ++y) {
+    // Bottom up, so that every other cell links straight to the next free
+    // centre below it: a column of few centres is crossed in one step
+    // instead of a row at a time.
+    for (int y = nHeight - 1; y >= 0; --y) {
         const std::size_t nRow = static_cast<std::size_t>(y) * m_nStride;
-        for (std::size_t x = 0; x < m_nStride; ++x)
-            pLinks[nRow + x] = pCentres[nRow + x] != 0 && pLinks[nRow + x] == 0 ? y : y + 1;
+        for (std::size_t x = 0; x < m_nStride; ++x) {
+            const int nBelow = y + 1 < nHeight ? pLinks[nRow + m_nStride + x] : nHeight;
+            pLinks[nRow + x] = pCentres[nRow + x] != 0 && pLinks[nRow + x] == 0 ? y : nBelow;
+        }
     }
 }
 

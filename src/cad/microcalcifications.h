@@ -4,10 +4,13 @@
 #ifndef ZETDIP_CAD_MICROCALCIFICATIONS_H
 #define ZETDIP_CAD_MICROCALCIFICATIONS_H
 
+#include <algorithm>
 #include <cstddef>
+#include <limits>
 
 #include "DipEnhancement.h"
 #include "cad/frame_stack.h"
+#include "cad/saturation_runs.h"
 #include "core/common.h"
 
 namespace zetdip::detail {
@@ -170,6 +173,171 @@ int SearchAnObject(const T* pStretched, int nX, int nY, int nWidth, int nHeight,
     return nLongest;
 }
 
+// SearchAnObject with every walk bounded: a through-centre walk stops one
+// past the run maximum (the range test cannot pass beyond it) and a window
+// run at nCap, where the scans end, since no run can beat it. The answer is
+// min(SearchAnObject, nCap) except for the dark one, returned as it is.
+// nSteps grows by the samples read.
+template <class T>
+int SearchAnObjectBounded(const T* pStretched, int nX, int nY, int nWidth, int nHeight, int nLeft,
+                          int nTop, int nRight, int nBottom, double dPixelSize, int nMaxValue,
+                          int nCap, long long& nSteps) {
+    const int nRunMin = TruncToInt(0.1 / dPixelSize + 1.0);
+    const int nRunMax = TruncToInt(1.1 / dPixelSize + 1.0);
+    const int nDark = TruncToInt(2.0 / dPixelSize);
+    if (nX < 0 || nY < 0 || nX >= nWidth || nY >= nHeight) return nDark;
+
+    const long long nSamples = static_cast<long long>(nWidth) * nHeight;
+    auto saturated = [&](long long col, long long row) {
+        ++nSteps;
+        const long long i = row * nWidth + col;
+        return i >= 0 && i < nSamples && pStretched[i] == nMaxValue;
+    };
+    if (pStretched[static_cast<long long>(nY) * nWidth + nX] < (nMaxValue + 1) / 8) return nDark;
+
+    // Each directional walk stops at nCentreCap: past it the sum exceeds the
+    // run maximum whatever the rest is.
+    const long long nCentreCap = std::max(nRunMax, 0) + 1LL;
+    long long nVertical = 0, nHorizontal = 0, n = 0;
+    if constexpr (CentreRunTraits<T>::kBoundedByImage) {
+        for (long long r = nY; n < nCentreCap && r < nHeight && saturated(nX, r); ++r) ++n;
+        nVertical += n, n = 0;
+        for (long long r = nY; n < nCentreCap && r >= 0 && saturated(nX, r); --r) ++n;
+        nVertical += n, n = 0;
+        for (long long c = nX; n < nCentreCap && c < nHeight && saturated(c, nY); ++c) ++n;
+        nHorizontal += n, n = 0;
+        for (long long c = nX; n < nCentreCap && c >= 0 && saturated(c, nY); --c) ++n;
+        nHorizontal += n, n = 0;
+    } else {
+        for (long long r = nY; n < nCentreCap && saturated(nX, r); ++r) ++n;
+        nVertical += n, n = 0;
+        for (long long r = nY; n < nCentreCap && saturated(nX, r); --r) ++n;
+        nVertical += n, n = 0;
+        for (long long c = nX; n < nCentreCap && saturated(c, nY); ++c) ++n;
+        nHorizontal += n, n = 0;
+        for (long long c = nX; n < nCentreCap && saturated(c, nY); --c) ++n;
+        nHorizontal += n, n = 0;
+    }
+    if (nVertical > nRunMin && nVertical <= nRunMax && nHorizontal > nRunMin &&
+        nHorizontal <= nRunMax)
+        return nRunMax;
+
+    int nLongest = 0;
+    for (int c = nLeft; c < nRight; ++c) {
+        int r = nTop;
+        while (r < nBottom && !saturated(c, r)) ++r;
+        int nRun = 0;
+        for (; nRun < nCap && r < nHeight && saturated(c, r); ++r) ++nRun;
+        nLongest = std::max(nLongest, nRun);
+        if (nLongest >= nCap) return nCap;
+    }
+    for (int c = nLeft; c < nRight; ++c) {
+        int r = nBottom;
+        while (r > nTop && !saturated(c, r)) --r;
+        int nRun = 0;
+        for (; nRun < nCap && r >= 0 && saturated(c, r); --r) ++nRun;
+        nLongest = std::max(nLongest, nRun);
+        if (nLongest >= nCap) return nCap;
+    }
+    for (int r = nTop; r < nBottom; ++r) {
+        int c = nLeft;
+        while (c < nRight && !saturated(c, r)) ++c;
+        int nRun = 0;
+        for (; nRun < nCap && c < nWidth && saturated(c, r); ++c) ++nRun;
+        nLongest = std::max(nLongest, nRun);
+        if (nLongest >= nCap) return nCap;
+    }
+    for (int r = nTop; r < nBottom; ++r) {
+        int c = nRight;
+        while (c > nLeft && !saturated(c, r)) --c;
+        int nRun = 0;
+        for (; nRun < nCap && c >= 0 && saturated(c, r); --c) ++nRun;
+        nLongest = std::max(nLongest, nRun);
+        if (nLongest >= nCap) return nCap;
+    }
+    return nLongest;
+}
+
+// SearchAnObject read from the runs of its stretched image: the same answer
+// with every run clamped to the cap, i.e. min(SearchAnObject, kCap) except
+// for the dark answer, which is returned as it is. Windows reaching outside
+// the image or as long as the cap, and a run maximum at the cap, take
+// SearchAnObject itself, or SearchAnObjectBounded with nWalkCap when
+// pWalkSteps is given.
+template <class T, class R>
+int SearchAnObjectByRuns(const SaturationRuns<R>& runs, const T* pStretched, int nX, int nY,
+                         int nWidth, int nHeight, int nLeft, int nTop, int nRight, int nBottom,
+                         double dPixelSize, int nMaxValue, int nWalkCap = 0,
+                         long long* pWalkSteps = nullptr) {
+    constexpr int kCap = SaturationRuns<R>::kCap;
+    const int nRunMin = TruncToInt(0.1 / dPixelSize + 1.0);
+    const int nRunMax = TruncToInt(1.1 / dPixelSize + 1.0);
+    const int nDark = TruncToInt(2.0 / dPixelSize);
+    auto inside = [](int v, int n) { return v >= 0 && v < n; };
+    // A clamped run must still exceed the run maximum.
+    if (!inside(nX, nWidth) || !inside(nY, nHeight) || !inside(nLeft, nWidth) ||
+        !inside(nRight, nWidth) || !inside(nTop, nHeight) || !inside(nBottom, nHeight) ||
+        nRight - nLeft >= kCap || nBottom - nTop >= kCap || nRunMax >= kCap)
+        return pWalkSteps != nullptr
+                   ? SearchAnObjectBounded(pStretched, nX, nY, nWidth, nHeight, nLeft, nTop, nRight,
+                                           nBottom, dPixelSize, nMaxValue, nWalkCap, *pWalkSteps)
+                   : SearchAnObject(pStretched, nX, nY, nWidth, nHeight, nLeft, nTop, nRight,
+                                    nBottom, dPixelSize, nMaxValue);
+    if (pStretched[static_cast<std::size_t>(nY) * static_cast<std::size_t>(nWidth) +
+                   static_cast<std::size_t>(nX)] < (nMaxValue + 1) / 8)
+        return nDark;
+
+    auto run = [](int nCell) { return nCell > 0 ? nCell : 0; };
+    // Both runs count the centre, as SearchAnObject does.
+    const int nVertical = run(runs.Down(nX, nY)) + run(runs.Up(nX, nY));
+    int nHorizontal = 0;
+    if constexpr (CentreRunTraits<T>::kBoundedByImage) {
+        // Rightward up to column nHeight, through the row end if the width is smaller.
+        nHorizontal =
+            std::min(runs.LineForward(nX, nY), std::max(nHeight - nX, 0)) + run(runs.Left(nX, nY));
+    } else {
+        nHorizontal = runs.LineForward(nX, nY) + runs.LineBackward(nX, nY);
+    }
+    if (nVertical > nRunMin && nVertical <= nRunMax && nHorizontal > nRunMin &&
+        nHorizontal <= nRunMax)
+        return nRunMax;
+
+    // The four window scans: a gap cell says where the next saturated pixel
+    // lies, so each scan costs one look-up instead of a walk. A run at the
+    // cap cannot be beaten, so the scans end there (a saturated window
+    // costs one look-up).
+    int nLongest = 0;
+    for (int c = nLeft; c < nRight; ++c) {
+        int r = nTop;
+        const int nGap = runs.Down(c, r);
+        if (r < nBottom && nGap <= 0) r = std::min(r - nGap, nBottom);
+        nLongest = std::max(nLongest, run(runs.Down(c, r)));
+        if (nLongest >= kCap) return kCap;
+    }
+    for (int c = nLeft; c < nRight; ++c) {
+        int r = nBottom;
+        const int nGap = runs.Up(c, r);
+        if (r > nTop && nGap <= 0) r = std::max(r + nGap, nTop);
+        nLongest = std::max(nLongest, run(runs.Up(c, r)));
+        if (nLongest >= kCap) return kCap;
+    }
+    for (int r = nTop; r < nBottom; ++r) {
+        int c = nLeft;
+        const int nGap = runs.Right(c, r);
+        if (c < nRight && nGap <= 0) c = std::min(c - nGap, nRight);
+        nLongest = std::max(nLongest, run(runs.Right(c, r)));
+        if (nLongest >= kCap) return kCap;
+    }
+    for (int r = nTop; r < nBottom; ++r) {
+        int c = nRight;
+        const int nGap = runs.Left(c, r);
+        if (c > nLeft && nGap <= 0) c = std::max(c + nGap, nLeft);
+        nLongest = std::max(nLongest, run(runs.Left(c, r)));
+        if (nLongest >= kCap) return kCap;
+    }
+    return nLongest;
+}
+
 // Stretches the grey image over [2^bits / 2, (int)(2^bits / 1.41)) through
 // the public entry (128, 181 for 8 bits), so that grey values from the upper
 // bound on saturate.
@@ -211,6 +379,41 @@ bool SearchEveryMicrocalcification(const T* pSrc, const T* pBinary, int* pVisite
     const int nColEnd = nRight < nWidth ? nRight : nWidth;
     // No row is scanned without a column, however many rows there are.
     if (nColBegin >= nColEnd) return true;
+
+    // The shape checks walk with every run bounded one past the acceptance
+    // limits (a bounded size is judged as the true one), counting the
+    // samples read. On content where the walks add up to several times the
+    // image (saturated areas full of blobs), they switch to runs counted
+    // once (SaturationRuns: 4 bytes a pixel for usual pixel sizes), which
+    // answer each check in a look-up per window row and column. Without
+    // memory for the runs the walks go on.
+    const int nCap = static_cast<int>(std::min<long long>(
+        std::max<long long>({nSmallLimit, nLargeLimit, 0}) + 1, std::numeric_limits<int>::max()));
+    const long long nBudget = 8LL * static_cast<long long>(SampleCount(nWidth, nHeight)) + 4096;
+    long long nSteps = 0;
+    const long long nLimit = std::max<long long>({nSmallLimit, nLargeLimit, 2LL * nHalfWindow});
+    SaturationRuns<signed char> runs8;
+    SaturationRuns<short> runs16;
+    int nRunCells = -1;  // -1: not tried yet, 0: walks only
+    auto check = [&](int cx, int cy, int nL, int nT, int nR, int nB, double dPixelSize) {
+        if (nRunCells < 0 && nSteps > nBudget) {
+            nRunCells = 0;
+            if (nLimit < SaturationRuns<signed char>::kCap) {
+                if (runs8.Build(pStretched.get(), nWidth, nHeight, nMaxValue)) nRunCells = 1;
+            } else if (nLimit < SaturationRuns<short>::kCap) {
+                if (runs16.Build(pStretched.get(), nWidth, nHeight, nMaxValue)) nRunCells = 2;
+            }
+        }
+        if (nRunCells == 1)
+            return SearchAnObjectByRuns(runs8, pStretched.get(), cx, cy, nWidth, nHeight, nL, nT,
+                                        nR, nB, dPixelSize, nMaxValue, nCap, &nSteps);
+        if (nRunCells == 2)
+            return SearchAnObjectByRuns(runs16, pStretched.get(), cx, cy, nWidth, nHeight, nL, nT,
+                                        nR, nB, dPixelSize, nMaxValue, nCap, &nSteps);
+        return SearchAnObjectBounded(pStretched.get(), cx, cy, nWidth, nHeight, nL, nT, nR, nB,
+                                     dPixelSize, nMaxValue, nCap, nSteps);
+    };
+
     const std::size_t w = static_cast<std::size_t>(nWidth > 0 ? nWidth : 0);
     for (int y = nRowBegin; y < nRowEnd; ++y) {
         for (int x = nColBegin; x < nColEnd; ++x) {
@@ -227,10 +430,8 @@ bool SearchEveryMicrocalcification(const T* pSrc, const T* pBinary, int* pVisite
             const int cy = nMinY + nH / 2;
             const double dPixelSize = nW < nH ? dPixelSizeY : dPixelSizeX;
             if (!(0.1 / dPixelSize <= nD && nD <= 1.0 / dPixelSize)) continue;
-            const int nSize =
-                SearchAnObject(pStretched.get(), cx, cy, nWidth, nHeight, WrapSub(cx, nHalfWindow),
-                               WrapSub(cy, nHalfWindow), WrapAdd(cx, nHalfWindow),
-                               WrapAdd(cy, nHalfWindow), dPixelSize, nMaxValue);
+            const int nSize = check(cx, cy, WrapSub(cx, nHalfWindow), WrapSub(cy, nHalfWindow),
+                                    WrapAdd(cx, nHalfWindow), WrapAdd(cy, nHalfWindow), dPixelSize);
             if (nSize <= nSmallLimit || nSize > nLargeLimit)
                 pCentres[static_cast<std::size_t>(cy) * w + static_cast<std::size_t>(cx)] = 1;
         }

@@ -29,6 +29,8 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <memory>
+#include <new>
 
 #include "core/common.h"
 #include "core/cpu.h"
@@ -85,6 +87,11 @@ struct SeGeometry {
     // element (see Member), so they are not visited.
     int nRowReach;
     int nWidth;
+    const int* pOverAdvanced = nullptr;  // see TabulateOverAdvanced; null: divide
+    // The member offsets (dy, dx) in visiting order, centre left out, so
+    // that a border pixel visits only them; null: test every offset.
+    const int* pMembers = nullptr;
+    int nMemberCount = 0;
 
     // Element value at the flat index (hA - dy) * nSEWidth + dx + hB, which
     // may run into the neighbouring element row as the index says. Indices
@@ -106,8 +113,23 @@ struct SeGeometry {
     int CachedRow(int r, int c, int x, int y) const {
         if (c <= nWidth - 2 * hB - 1) return y - hA + r + (c < x - hB ? 1 : 0);
         const int k = std::min(hB, c - nWidth + 2 * hB + 1);
-        const int j = (hA - r) / k;
+        const int j = pOverAdvanced != nullptr
+                          ? pOverAdvanced[static_cast<std::size_t>(r) * (2 * hB) +
+                                          static_cast<std::size_t>(c - nWidth + 2 * hB)]
+                          : (hA - r) / k;
         return y - hA > j ? y - j : r + (y - hA) * k;
+    }
+
+    // (hA - r) / k of CachedRow for every cache row r and over-advanced
+    // column, row-major by r over the 2 hB columns from nWidth - 2 hB: the
+    // border pixels read them for every member, and a division each is
+    // most of their cost. pTable holds (hA + 1) * 2 hB ints.
+    void TabulateOverAdvanced(int* pTable) {
+        for (int r = 0; r <= hA; ++r)
+            for (int i = 0; i < 2 * hB; ++i)
+                pTable[static_cast<std::size_t>(r) * (2 * hB) + static_cast<std::size_t>(i)] =
+                    (hA - r) / std::min(hB, i + 1);
+        pOverAdvanced = pTable;
     }
 
     // Row and column of the flat index r * nWidth + c, for a column c that
@@ -167,21 +189,25 @@ T RankRuleAt(const SeGeometry& g, const OriginalRows<T>& rows, int x, int nNeed)
     const T vc = rows.Row(y)[x];
     T e = rows.Row(y - g.hA)[x - g.hB];  // corner seed, member or not (intended)
     int k = 0;
-    for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy) {
-        for (int dx = -g.hA; dx <= g.hA; ++dx) {
-            if ((dy == 0 && dx == 0) || !g.Member(dy, dx)) continue;
-            const bool bFromCache = dy < 0 || (dy == 0 && dx < 0);
-            int r = bFromCache ? g.hA + dy : y + dy;
-            int c = 0;
-            g.ToCell(r, static_cast<long long>(x) + dx, c);
-            if (bFromCache) {
-                if (r > g.hA) continue;  // past the end of the cache, see above
-                r = g.CachedRow(r, c, x, y);
-            }
-            const T v = rows.Row(r)[c];
-            k += Op::Qualifies(v, vc) ? 1 : 0;
-            e = Op::Extreme(e, v);
+    auto visit = [&](int dy, int dx) {
+        const bool bFromCache = dy < 0 || (dy == 0 && dx < 0);
+        int r = bFromCache ? g.hA + dy : y + dy;
+        int c = 0;
+        g.ToCell(r, static_cast<long long>(x) + dx, c);
+        if (bFromCache) {
+            if (r > g.hA) return;  // past the end of the cache, see above
+            r = g.CachedRow(r, c, x, y);
         }
+        const T v = rows.Row(r)[c];
+        k += Op::Qualifies(v, vc) ? 1 : 0;
+        e = Op::Extreme(e, v);
+    };
+    if (g.pMembers != nullptr) {
+        for (int i = 0; i < g.nMemberCount; ++i) visit(g.pMembers[2 * i], g.pMembers[2 * i + 1]);
+    } else {
+        for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy)
+            for (int dx = -g.hA; dx <= g.hA; ++dx)
+                if (!(dy == 0 && dx == 0) && g.Member(dy, dx)) visit(dy, dx);
     }
     return k == nNeed ? e : vc;
 }
@@ -282,6 +308,236 @@ void TwoMemberBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo,
                               pOut);
 }
 
+// The blocked span when every member must qualify (nNeed == nMembers): the
+// count reaches nNeed exactly when the member least likely to qualify does,
+// so the rule needs only the extreme and the opposite extreme of the
+// members, no count. Adding the centre to the members changes neither
+// answer (it qualifies against itself, and when every member qualifies the
+// extreme is already on the centre's side), and it joins the centre row's
+// members into one run. The members of each source row are cut into runs
+// of consecutive columns; the extremes of a run of L columns are those of
+// two overlapping windows of 2^k <= L columns, read from per-row tables of
+// window extremes (level k holds the extreme of columns c .. c + 2^k - 1),
+// built once for each source row while it is in reach. The same set of
+// samples gives the same minimum and maximum, so the result is identical.
+struct ExtremeRun {
+    int nRow;     // source row offset from the centre row
+    int nFirst;   // column offset of the first window
+    int nSecond;  // column offset of the second window
+    int nLevel;   // windows of 2^nLevel columns
+};
+
+// Level nLevel of a row's window extremes from level nLevel - 1, for the
+// columns 0 .. nCount - 1.
+template <class Op, class T>
+ZETDIP_ALWAYS_INLINE void WindowLevelLoop(const T* pExtIn, const T* pOppIn, T* pExt, T* pOpp,
+                                          int nHalf, int nCount) {
+    for (int c = 0; c < nCount; ++c) {
+        pExt[c] = Op::Extreme(pExtIn[c], pExtIn[c + nHalf]);
+        pOpp[c] = Op::Opposite(pOppIn[c], pOppIn[c + nHalf]);
+    }
+}
+
+// One run's tables and the column offsets of its two windows.
+template <class T>
+struct RunWindows {
+    const T* pExt;
+    const T* pOpp;
+    int nA, nB;
+};
+
+// The rule over pixels lo..hi of a row from the runs' windows, kBlock
+// pixels at a time so that both extremes stay in registers over all runs.
+template <class Op, class T, int kBlock>
+ZETDIP_ALWAYS_INLINE void ExtremeRunsBlock(const RunWindows<T>* pRuns, int nRuns, const T* pCentre,
+                                           const T* pSeed, int nSeed, int x0, T* pOut) {
+    T e[kBlock] = {}, o[kBlock] = {};  // every element has a run: set by the first
+    for (int k = 0; k < nRuns; ++k) {
+        // x0 + nA and x0 + nB are columns inside the row.
+        const T* pExtA = pRuns[k].pExt + (x0 + pRuns[k].nA);
+        const T* pExtB = pRuns[k].pExt + (x0 + pRuns[k].nB);
+        const T* pOppA = pRuns[k].pOpp + (x0 + pRuns[k].nA);
+        const T* pOppB = pRuns[k].pOpp + (x0 + pRuns[k].nB);
+        if (k == 0) {
+            for (int i = 0; i < kBlock; ++i) {
+                e[i] = Op::Extreme(pExtA[i], pExtB[i]);
+                o[i] = Op::Opposite(pOppA[i], pOppB[i]);
+            }
+        } else {
+            for (int i = 0; i < kBlock; ++i) {
+                e[i] = Op::Extreme(e[i], Op::Extreme(pExtA[i], pExtB[i]));
+                o[i] = Op::Opposite(o[i], Op::Opposite(pOppA[i], pOppB[i]));
+            }
+        }
+    }
+    const T* pC = pCentre + x0;
+    const T* pS = pSeed + (x0 + nSeed);
+    T* pO = pOut + x0;
+    for (int i = 0; i < kBlock; ++i) {
+        const T vc = pC[i];
+        const T v = Op::Extreme(pS[i], e[i]);  // the seed takes part, member or not
+        pO[i] = Op::Qualifies(o[i], vc) ? v : vc;
+    }
+}
+
+template <class Op, class T>
+ZETDIP_ALWAYS_INLINE void ExtremeRunsLoop(const RunWindows<T>* pRuns, int nRuns, const T* pCentre,
+                                          const T* pSeed, int nSeed, int lo, int hi, T* pOut) {
+    constexpr int kBlock = 128;
+    int x = lo;
+    for (; x + kBlock - 1 <= hi; x += kBlock)
+        ExtremeRunsBlock<Op, T, kBlock>(pRuns, nRuns, pCentre, pSeed, nSeed, x, pOut);
+    for (; x <= hi; ++x) ExtremeRunsBlock<Op, T, 1>(pRuns, nRuns, pCentre, pSeed, nSeed, x, pOut);
+}
+
+template <class Op, class T>
+void WindowLevelBaseline(const T* pExtIn, const T* pOppIn, T* pExt, T* pOpp, int nHalf,
+                         int nCount) {
+    WindowLevelLoop<Op>(pExtIn, pOppIn, pExt, pOpp, nHalf, nCount);
+}
+template <class Op, class T>
+void ExtremeRunsBaseline(const RunWindows<T>* pRuns, int nRuns, const T* pCentre, const T* pSeed,
+                         int nSeed, int lo, int hi, T* pOut) {
+    ExtremeRunsLoop<Op>(pRuns, nRuns, pCentre, pSeed, nSeed, lo, hi, pOut);
+}
+#if ZETDIP_HAS_AVX2_PATH
+template <class Op, class T>
+ZETDIP_TARGET_AVX2 void WindowLevelAvx2(const T* pExtIn, const T* pOppIn, T* pExt, T* pOpp,
+                                        int nHalf, int nCount) {
+    WindowLevelLoop<Op>(pExtIn, pOppIn, pExt, pOpp, nHalf, nCount);
+}
+template <class Op, class T>
+ZETDIP_TARGET_AVX2 void ExtremeRunsAvx2(const RunWindows<T>* pRuns, int nRuns, const T* pCentre,
+                                        const T* pSeed, int nSeed, int lo, int hi, T* pOut) {
+    ExtremeRunsLoop<Op>(pRuns, nRuns, pCentre, pSeed, nSeed, lo, hi, pOut);
+}
+#endif
+
+// The runs of an element and the window tables of the source rows in reach.
+template <class Op, class T>
+class ExtremeRuns {
+public:
+    // Cuts the members (and the centre) into runs; false when the scratch
+    // cannot be had.
+    bool Init(const SeGeometry& g, VectorPath vector) {
+        m_vector = vector;
+        m_nWidth = g.nWidth;
+        m_nStride = static_cast<std::size_t>(g.nWidth);
+        int nRowLo = 0, nRowHi = 0;
+        std::size_t nMax = 0;
+        for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy) nMax += 2 * (2 * g.hA + 1);
+        m_pRuns = NewScratch<ExtremeRun>(nMax);
+        m_pWindows = NewScratch<RunWindows<T>>(nMax);
+        if (!m_pRuns || !m_pWindows) return false;
+        // A member's source row: cache cells left of the element's columns
+        // already hold the next row (see CachedRow), as in the blocked span.
+        auto member = [&](int dy, int dx, int nRow) {
+            if (dy == 0 && dx == 0) return nRow == 0;
+            if (!g.Member(dy, dx)) return false;
+            const bool bFromCache = dy < 0 || (dy == 0 && dx < 0);
+            return dy + (bFromCache && dx < -g.hB ? 1 : 0) == nRow;
+        };
+        for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy)
+            for (int nRow = dy; nRow <= dy + 1; ++nRow)
+                for (int dx = -g.hA; dx <= g.hA; ++dx) {
+                    if (!member(dy, dx, nRow)) continue;
+                    // Rows dy and dy + 1 of neighbouring offsets may both
+                    // hold members of one source row: each run is kept on its own.
+                    int nLast = dx;
+                    while (nLast < g.hA && member(dy, nLast + 1, nRow)) ++nLast;
+                    int nLevel = 0;
+                    while ((2 << nLevel) <= nLast - dx + 1) ++nLevel;
+                    m_pRuns[m_nRuns++] = {nRow, dx, nLast - (1 << nLevel) + 1, nLevel};
+                    m_nLevels = std::max(m_nLevels, nLevel);
+                    nRowLo = std::min(nRowLo, nRow);
+                    nRowHi = std::max(nRowHi, nRow);
+                    dx = nLast;
+                }
+        m_nRowLo = nRowLo;
+        m_nSlots = nRowHi - nRowLo + 1;
+        if (m_nLevels > 0) {
+            const std::size_t nCells =
+                static_cast<std::size_t>(m_nSlots) * static_cast<std::size_t>(m_nLevels) * 2;
+            m_pTables = NewScratch<T>(nCells * m_nStride);
+            m_pSlotRow = NewScratch<int>(static_cast<std::size_t>(m_nSlots));
+            if (!m_pTables || !m_pSlotRow) return false;
+            std::fill_n(m_pSlotRow.get(), m_nSlots, -1);
+        }
+        return true;
+    }
+
+    // Pixels lo..hi of row rows.y.
+    void Row(const OriginalRows<T>& rows, int hA, int hB, int lo, int hi, T* pOut) {
+        const int y = rows.y;
+        for (int i = 0; i < m_nRuns; ++i) {
+            const ExtremeRun& run = m_pRuns[i];
+            const int r = y + run.nRow;
+            const T* pExt = rows.Row(r);
+            const T* pOpp = pExt;
+            if (run.nLevel > 0) {
+                Tables(rows, r);
+                pExt = Table(r, run.nLevel, 0);
+                pOpp = Table(r, run.nLevel, 1);
+            }
+            m_pWindows[i] = {pExt, pOpp, run.nFirst, run.nSecond};
+        }
+        const T* pCentre = rows.Row(y);
+        const T* pSeed = rows.Row(y - hA);
+#if ZETDIP_HAS_AVX2_PATH
+        if (m_vector == VectorPath::kAvx2)
+            return ExtremeRunsAvx2<Op>(m_pWindows.get(), m_nRuns, pCentre, pSeed, -hB, lo, hi,
+                                       pOut);
+#endif
+        ExtremeRunsBaseline<Op>(m_pWindows.get(), m_nRuns, pCentre, pSeed, -hB, lo, hi, pOut);
+    }
+
+private:
+    T* Table(int r, int nLevel, int nKind) const {
+        const int nSlot = (r - m_nRowLo) % m_nSlots;
+        const std::size_t i = (static_cast<std::size_t>(nSlot) * m_nLevels + (nLevel - 1)) * 2 +
+                              static_cast<std::size_t>(nKind);
+        return m_pTables.get() + i * m_nStride;
+    }
+
+    // Builds the window tables of source row r unless its slot holds them.
+    // Rows are reached in increasing order, so a slot is reused only once
+    // its row is out of reach.
+    void Tables(const OriginalRows<T>& rows, int r) {
+        const int nSlot = (r - m_nRowLo) % m_nSlots;
+        if (m_pSlotRow[nSlot] == r) return;
+        m_pSlotRow[nSlot] = r;
+        const T* pExtIn = rows.Row(r);
+        const T* pOppIn = pExtIn;
+        for (int k = 1; k <= m_nLevels; ++k) {
+            const int nCount = m_nWidth - (1 << k) + 1;
+            T* pExt = Table(r, k, 0);
+            T* pOpp = Table(r, k, 1);
+            if (nCount > 0) {
+#if ZETDIP_HAS_AVX2_PATH
+                if (m_vector == VectorPath::kAvx2)
+                    WindowLevelAvx2<Op>(pExtIn, pOppIn, pExt, pOpp, 1 << (k - 1), nCount);
+                else
+#endif
+                    WindowLevelBaseline<Op>(pExtIn, pOppIn, pExt, pOpp, 1 << (k - 1), nCount);
+            }
+            pExtIn = pExt;
+            pOppIn = pOpp;
+        }
+    }
+
+    VectorPath m_vector = VectorPath::kBaseline;
+    int m_nWidth = 0;
+    std::size_t m_nStride = 0;
+    std::unique_ptr<ExtremeRun[]> m_pRuns;
+    std::unique_ptr<RunWindows<T>[]> m_pWindows;
+    int m_nRuns = 0;
+    int m_nLevels = 0;
+    int m_nRowLo = 0;
+    int m_nSlots = 1;
+    std::unique_ptr<T[]> m_pTables;     // per slot and level: extremes, then opposites
+    std::unique_ptr<int[]> m_pSlotRow;  // source row held by each slot, -1 for none
+};
+
 // Erosion (ErodeOp) or dilation (DilateOp) of a one-channel image. pDst may
 // equal pSrc. Returns false, writing nothing, for nSEHeight < 3, for a
 // negative nSEWidth (chosen: from -2 down the last pixel of a row would
@@ -308,9 +564,35 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
 
     const bool bInPlace = pSrc == pDst;
     vector = ResolvePath(vector);
-    const SeGeometry g{
+    SeGeometry g{
         pSE,   static_cast<long long>(nSEHeight) * nSEWidth, nSEWidth, hA, hB, std::min(hA, hB),
         nWidth};
+    std::unique_ptr<int[]> pMemberList;
+    // Only an image with interior pixels visits members.
+    if (nHeight - hA - 1 >= hA && nWidth - hB - 1 >= hB) {
+        std::size_t nList = 0;
+        for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy)
+            for (int dx = -hA; dx <= hA; ++dx)
+                if (!(dy == 0 && dx == 0) && g.Member(dy, dx)) ++nList;
+        if (nList <= static_cast<std::size_t>(std::numeric_limits<int>::max() / 2))
+            pMemberList = NewScratch<int>(2 * nList);
+        if (pMemberList) {
+            for (int dy = g.nRowReach; dy >= -g.nRowReach; --dy)
+                for (int dx = -hA; dx <= hA; ++dx)
+                    if (!(dy == 0 && dx == 0) && g.Member(dy, dx)) {
+                        pMemberList[2 * static_cast<std::size_t>(g.nMemberCount)] = dy;
+                        pMemberList[2 * static_cast<std::size_t>(g.nMemberCount) + 1] = dx;
+                        ++g.nMemberCount;
+                    }
+            g.pMembers = pMemberList.get();
+        }
+    }
+    // No more memory than the ring; without it the border pixels divide.
+    std::unique_ptr<int[]> pOverAdvanced;
+    if (hB >= 1 && 2LL * hB <= nWidth) {
+        pOverAdvanced = NewScratch<int>((static_cast<std::size_t>(hA) + 1) * (2 * hB));
+        if (pOverAdvanced) g.TabulateOverAdvanced(pOverAdvanced.get());
+    }
     OriginalRows<T> rows{pSrc, bInPlace ? pRing.get() : nullptr, nStride, hA + 1, 0};
     const int nNeed = WrapSub(nSECount, 1);
     const int nLastInteriorRow = nHeight - hA - 1;  // may be negative: no interior row
@@ -333,6 +615,14 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
         for (int dy = -g.nRowReach; dy <= g.nRowReach; ++dy)
             for (int dx = -hA; dx <= hA; ++dx)
                 if (!(dy == 0 && dx == 0) && g.Member(dy, dx)) ++nMembers;
+
+    // Every member must qualify: extremes of runs instead of counting.
+    std::unique_ptr<ExtremeRuns<Op, T>> pRuns;
+    // Without memory for them the counting loop runs instead.
+    if (xLo <= xHi && nNeed == nMembers && nMembers >= 1) {
+        pRuns.reset(new (std::nothrow) ExtremeRuns<Op, T>());
+        if (pRuns && !pRuns->Init(g, vector)) pRuns.reset();
+    }
 
     for (int y = 0; y < nHeight; ++y) {
         const T* pSrcRow = pSrc + static_cast<std::size_t>(y) * nStride;
@@ -365,6 +655,8 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
                              static_cast<std::size_t>(hi - lo + 1) * sizeof(T));
             else if (nMembers == 2 && nNeed == 2)
                 TwoMemberBlocked<Op>(g, rows, lo, hi, pOut, vector);
+            else if (pRuns)
+                pRuns->Row(rows, hA, hB, lo, hi, pOut);
             else if (nMembers <= std::numeric_limits<T>::max())
                 RankRuleBlocked<Op, T, T>(g, rows, lo, hi, pOut, nNeed);
             else

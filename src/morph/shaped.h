@@ -5,7 +5,10 @@
 #ifndef ZETDIP_MORPH_SHAPED_H
 #define ZETDIP_MORPH_SHAPED_H
 
+#include <cstring>
+
 #include "core/common.h"
+#include "core/cpu.h"
 #include "morph/se_engine.h"
 
 namespace zetdip::detail {
@@ -48,52 +51,127 @@ bool ErosionByElement(const T* pSrc, T* pDst, int nWidth, int nHeight, const int
     return true;
 }
 
-// Four passes through one scratch image: pSrc -> S, S -> S twice in place,
-// S -> pDst. A failing pass ends the run with false.
+// A pass of a 3x3 element of the centre and two neighbours takes each
+// interior pixel from the three input rows around it alone (the engine's
+// plain mapping covers every interior pixel of such an element), and keeps
+// border pixels. So a chain of passes runs row by row: pass s computes its
+// row j as soon as pass s - 1 has its row j + 1, each pass keeping its last
+// three rows, and no intermediate image is ever whole. The last pass writes
+// a row only after the first pass has read every source row up to it, so
+// the destination may be the source.
+struct ShapedStage {
+    bool bErode;
+    const int* pSE;
+};
+
 template <class Op, class T>
-bool QuarterPasses(const T* pSrc, T* pDst, int nWidth, int nHeight, bool bInvertLastPass) {
-    auto pScratch = NewScratch<T>(SampleCount(nWidth, nHeight));
-    if (!pScratch) return false;
-    T* s = pScratch.get();
-    if (!ShapedPass<Op>(pSrc, s, nWidth, nHeight, kQuarterSE[0])) return false;
-    if (!ShapedPass<Op>(s, s, nWidth, nHeight, kQuarterSE[1])) return false;
-    if (!ShapedPass<Op>(s, s, nWidth, nHeight, kQuarterSE[2])) return false;
-    const bool bLast = ShapedPass<Op>(s, pDst, nWidth, nHeight, kQuarterSE[3]);
-    return bInvertLastPass ? !bLast : bLast;
+void ShapedRow(const T* pAbove, const T* pCentre, const T* pBelow, T* pOut, int nWidth,
+               const int* pSE, VectorPath vector) {
+    pOut[0] = pCentre[0];
+    pOut[nWidth - 1] = pCentre[nWidth - 1];
+    const T* pRow[2] = {nullptr, nullptr};
+    int nDx[2] = {0, 0};
+    int m = 0;
+    // Element row 0 applies to the row below (see kLineSE).
+    for (int i = 0; i < 9 && m < 2; ++i)
+        if (i != 4 && pSE[i] != 0) {
+            pRow[m] = i < 3 ? pBelow : i < 6 ? pCentre : pAbove;
+            nDx[m++] = i % 3 - 1;
+        }
+#if ZETDIP_HAS_AVX2_PATH
+    if (vector == VectorPath::kAvx2)
+        return TwoMemberLoopAvx2<Op>(pCentre, pAbove, -1, pRow[0], nDx[0], pRow[1], nDx[1], 1,
+                                     nWidth - 2, pOut);
+#endif
+    (void)vector;
+    TwoMemberLoopBaseline<Op>(pCentre, pAbove, -1, pRow[0], nDx[0], pRow[1], nDx[1], 1, nWidth - 2,
+                              pOut);
+}
+
+// Runs the stages from pSrc to pDst; false, writing nothing, when the three
+// rows of each intermediate pass cannot be had.
+template <class T>
+bool ShapedChain(const T* pSrc, T* pDst, int nWidth, int nHeight, const ShapedStage* pStages,
+                 int nStages, VectorPath vector = VectorPath::kAuto) {
+    if (nWidth <= 0 || nHeight <= 0) return true;
+    const std::size_t w = static_cast<std::size_t>(nWidth);
+    auto pRings = NewScratch<T>(static_cast<std::size_t>(nStages - 1) * 3 * w);
+    if (!pRings) return false;
+    vector = ResolvePath(vector);
+    // Row j of pass s: the source for s = -1, the destination for the last
+    // pass, else slot j % 3 of the pass's ring.
+    auto row = [&](int s, int j) -> T* {
+        if (s < 0) return const_cast<T*>(pSrc) + static_cast<std::size_t>(j) * w;
+        if (s == nStages - 1) return pDst + static_cast<std::size_t>(j) * w;
+        return pRings.get() +
+               (static_cast<std::size_t>(s) * 3 + static_cast<std::size_t>(j % 3)) * w;
+    };
+    const bool bInterior = nWidth >= 3 && nHeight >= 3;
+    for (int t = 0; t < nHeight + nStages - 1; ++t)
+        for (int s = 0; s < nStages; ++s) {
+            const int j = t - s;
+            if (j < 0 || j >= nHeight) continue;
+            const T* pIn = row(s - 1, j);
+            T* pOut = row(s, j);
+            if (!bInterior || j == 0 || j == nHeight - 1) {
+                if (pOut != pIn) std::memmove(pOut, pIn, w * sizeof(T));
+                continue;
+            }
+            if (pStages[s].bErode)
+                ShapedRow<ErodeOp>(row(s - 1, j - 1), pIn, row(s - 1, j + 1), pOut, nWidth,
+                                   pStages[s].pSE, vector);
+            else
+                ShapedRow<DilateOp>(row(s - 1, j - 1), pIn, row(s - 1, j + 1), pOut, nWidth,
+                                    pStages[s].pSE, vector);
+        }
+    return true;
+}
+
+// The four quarters in pass order, eroding or dilating.
+inline void QuarterStages(bool bErode, ShapedStage* pStages) {
+    for (int i = 0; i < 4; ++i) pStages[i] = {bErode, kQuarterSE[i]};
 }
 
 template <class T>
 bool ErosionCircle(const T* pSrc, T* pDst, int nWidth, int nHeight) {
-    return QuarterPasses<ErodeOp>(pSrc, pDst, nWidth, nHeight, false);
+    ShapedStage stages[4];
+    QuarterStages(true, stages);
+    return ShapedChain(pSrc, pDst, nWidth, nHeight, stages, 4);
 }
 
 template <class T>
 bool Dilatation(const T* pSrc, T* pDst, int nWidth, int nHeight) {
-    return QuarterPasses<DilateOp>(pSrc, pDst, nWidth, nHeight,
-                                   DilatationReport<T>::kLastPassInverted);
+    ShapedStage stages[4];
+    QuarterStages(false, stages);
+    const bool bDone = ShapedChain(pSrc, pDst, nWidth, nHeight, stages, 4);
+    return DilatationReport<T>::kLastPassInverted ? !bDone : bDone;
 }
 
-// first: pSrc -> scratch; second: scratch -> pDst, run only when the first
-// reported true. The result is the second step's report.
-template <class T>
-bool ThroughScratch(const T* pSrc, T* pDst, int nWidth, int nHeight,
-                    bool (*first)(const T*, T*, int, int), bool (*second)(const T*, T*, int, int)) {
-    auto pScratch = NewScratch<T>(SampleCount(nWidth, nHeight));
-    if (!pScratch) return false;
-    if (!first(pSrc, pScratch.get(), nWidth, nHeight)) return false;
-    return second(pScratch.get(), pDst, nWidth, nHeight);
-}
-
-// 8-bit: the dilatation reports false, so the opening does too, with its result written.
+// The erosion's quarters, then the dilatation's. 8-bit: the dilatation
+// reports false, so the opening does too, with its result written.
 template <class T>
 bool Opening(const T* pSrc, T* pDst, int nWidth, int nHeight) {
-    return ThroughScratch<T>(pSrc, pDst, nWidth, nHeight, ErosionCircle<T>, Dilatation<T>);
+    ShapedStage stages[8];
+    QuarterStages(true, stages);
+    QuarterStages(false, stages + 4);
+    const bool bDone = ShapedChain(pSrc, pDst, nWidth, nHeight, stages, 8);
+    return DilatationReport<T>::kLastPassInverted ? false : bDone;
 }
 
-// 8-bit: the dilatation reports false, so the erosion never runs and pDst is left alone.
+// The dilatation's quarters, then the erosion's. 8-bit: the dilatation
+// reports false, so the erosion never runs and pDst is left alone; there is
+// then nothing to compute (intended).
 template <class T>
 bool Closing(const T* pSrc, T* pDst, int nWidth, int nHeight) {
-    return ThroughScratch<T>(pSrc, pDst, nWidth, nHeight, Dilatation<T>, ErosionCircle<T>);
+    if constexpr (DilatationReport<T>::kLastPassInverted) {
+        (void)pSrc, (void)pDst, (void)nWidth, (void)nHeight;
+        return false;
+    } else {
+        ShapedStage stages[8];
+        QuarterStages(false, stages);
+        QuarterStages(true, stages + 4);
+        return ShapedChain(pSrc, pDst, nWidth, nHeight, stages, 8);
+    }
 }
 
 }  // namespace zetdip::detail

@@ -1,13 +1,16 @@
 // Blob growing, shape check and the microcalcification scan.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
+
 #include "cad/microcalcifications.h"
 #include "support/cad_images.h"
 
 namespace {
 
 using namespace zetdip::test;
-using zetdip::detail::BlobStack, zetdip::detail::GrowMicrocalcification;
+using zetdip::detail::BlobStack, zetdip::detail::GrowMicrocalcification, zetdip::detail::TruncToInt;
 
 template <class T>
 class Microcalcifications : public ::testing::Test {};
@@ -83,6 +86,121 @@ TYPED_TEST(Microcalcifications, SizeTestAndAcceptanceRule) {
     // the size test, but its spot now gives the run maximum 23, above the small limit 14.
     EXPECT_EQ(Marked(grey, binary, 0.05, 0.1, visited), std::vector<int>{21 * w + 75});
     EXPECT_EQ(visited[20 * w + 20], 1);
+}
+
+// Stretched images where saturated runs matter: mostly saturated with
+// scattered gaps, whole saturated rows and columns, and fully saturated.
+template <class T>
+std::vector<T> SaturatedContent(int w, int h, int nKind, std::uint32_t nSeed) {
+    const int kMax = DepthOf<T>::kMax;
+    auto image = RandomImage<T>(w, h, kMax - 4, kMax + 2, nSeed);
+    for (T& v : image) v = static_cast<T>(std::min<int>(v, kMax));
+    if (nKind == 1)
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                if ((y % 5 != 2) && (x % 7 != 3)) image[static_cast<std::size_t>(y) * w + x] = 0;
+    if (nKind == 2) std::fill(image.begin(), image.end(), static_cast<T>(kMax));
+    return image;
+}
+
+template <class R, class T>
+void ExpectRunsMatchWalks(const std::vector<T>& image, int w, int h, double dPixelSize,
+                          std::uint32_t nSeed) {
+    constexpr int kCap = zetdip::detail::SaturationRuns<R>::kCap;
+    const int kMax = DepthOf<T>::kMax;
+    zetdip::detail::SaturationRuns<R> runs;
+    ASSERT_TRUE(runs.Build(image.data(), w, h, kMax));
+    std::mt19937 rng(nSeed);
+    auto pick = [&](int n) { return std::uniform_int_distribution<int>(-2, n + 1)(rng); };
+    for (int i = 0; i < 300; ++i) {
+        const int x = pick(w), y = pick(h), l = pick(w), t = pick(h);
+        const int r = i % 3 == 0 ? pick(w) : l + i % 9, b = i % 3 == 0 ? pick(h) : t + i % 7;
+        const int want =
+            zetdip::detail::SearchAnObject(image.data(), x, y, w, h, l, t, r, b, dPixelSize, kMax);
+        const int got = zetdip::detail::SearchAnObjectByRuns(runs, image.data(), x, y, w, h, l, t,
+                                                             r, b, dPixelSize, kMax);
+        // Beyond the cap only the walk itself, taken outside the image, counts on.
+        ASSERT_EQ(std::min(got, kCap), std::min(want, kCap))
+            << w << "x" << h << " centre " << x << "," << y << " window " << l << "," << t << " "
+            << r << "," << b;
+        // Bounded walks: the same up to their cap, wherever the window lies.
+        for (int nCap : {1, 7, 40}) {
+            long long nSteps = 0;
+            const int bounded = zetdip::detail::SearchAnObjectBounded(
+                image.data(), x, y, w, h, l, t, r, b, dPixelSize, kMax, nCap, nSteps);
+            ASSERT_EQ(std::min(bounded, nCap), std::min(want, nCap))
+                << "cap " << nCap << " " << w << "x" << h << " centre " << x << "," << y;
+        }
+    }
+}
+
+TYPED_TEST(Microcalcifications, ShapeChecksByRunsAndBoundedWalksMatchWalksUpToTheirCaps) {
+    std::uint32_t seed = 40;
+    for (auto [w, h] : {std::pair{1, 1}, {3, 1}, {1, 3}, {2, 2}, {67, 33}, {33, 67}, {300, 9}})
+        for (int nKind = 0; nKind < 3; ++nKind) {
+            const auto image = SaturatedContent<TypeParam>(w, h, nKind, ++seed);
+            // 0.1 mm: a run maximum of 12; 0.02 mm: 56; 0.5 mm: 3.
+            for (double d : {0.1, 0.02, 0.5}) {
+                ExpectRunsMatchWalks<signed char>(image, w, h, d, ++seed);
+                ExpectRunsMatchWalks<short>(image, w, h, d, ++seed);
+            }
+        }
+}
+
+// The scan as it reads without the runs: every shape check walks.
+template <class T>
+std::vector<int> MarkedByWalks(const Plane<T>& grey, const Plane<T>& binary, double dX, double dY) {
+    const int w = grey.w, h = grey.h, kMax = DepthOf<T>::kMax;
+    const double dMax = std::max(dX, dY);
+    const int nHalf = TruncToInt(1.5 / dMax), nSmall = TruncToInt(1.3 / dMax + 1.0),
+              nLarge = TruncToInt(6.1 / dMax);
+    std::vector<T> stretched(grey.v.size());
+    zetdip::detail::StretchForSearch(grey.v.data(), stretched.data(), DepthOf<T>::kBits, w, h);
+    std::vector<int> visited(grey.v.size(), 0), marked;
+    BlobStack stack;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            int x0 = w, y0 = h, x1 = 0, y1 = 0;
+            if (binary.v[y * w + x] == 0 || visited[y * w + x] != 0) continue;
+            GrowMicrocalcification(binary.v.data(), visited.data(), x, y, x0, y0, x1, y1, w, h,
+                                   stack);
+            const int nW = x1 - x0 + 1, nH = y1 - y0 + 1, nD = std::max(nW, nH);
+            const int cx = x0 + nW / 2, cy = y0 + nH / 2;
+            const double d = nW < nH ? dY : dX;
+            if (!(0.1 / d <= nD && nD <= 1.0 / d)) continue;
+            const int n =
+                zetdip::detail::SearchAnObject(stretched.data(), cx, cy, w, h, cx - nHalf,
+                                               cy - nHalf, cx + nHalf, cy + nHalf, d, kMax);
+            if (n <= nSmall || n > nLarge) marked.push_back(cy * w + cx);
+        }
+    std::sort(marked.begin(), marked.end());
+    return marked;
+}
+
+TYPED_TEST(Microcalcifications, ScanOnSaturatedImagesMatchesWalkingScan) {
+    using T = TypeParam;
+    const T kMax = DepthOf<T>::kMax;
+    std::uint32_t seed = 90;
+    // Every other pixel of every other row over saturated grey (runs to every
+    // edge), blobs of random sizes over grey with saturated stripes and gaps,
+    // at 0.1 mm, 0.05 mm and 0.004 mm (limits beyond a byte: short cells).
+    for (auto [w, h] : {std::pair{90, 70}, {61, 97}, {3, 3}, {1, 1}})
+        for (int nKind = 0; nKind < 3; ++nKind) {
+            Plane<T> grey(w, h, kMax), binary(w, h);
+            if (nKind > 0) grey.v = SaturatedContent<T>(w, h, nKind, ++seed);
+            const auto noise = RandomImage<int>(w, h, 0, 5, ++seed);
+            for (int y = 0; y < h; ++y)
+                for (int x = 0; x < w; ++x)
+                    binary.at(x, y) = nKind == 0 ? (x % 2 == 0 && y % 2 == 0)
+                                                 : noise[static_cast<std::size_t>(y) * w + x] == 0;
+            for (auto [dX, dY] : {std::pair{0.1, 0.1}, {0.05, 0.1}, {0.004, 0.004}}) {
+                std::vector<int> visited;
+                auto got = Marked(grey, binary, dX, dY, visited);
+                std::sort(got.begin(), got.end());
+                EXPECT_EQ(got, MarkedByWalks(grey, binary, dX, dY))
+                    << w << "x" << h << " kind " << nKind << " at " << dX << " x " << dY;
+            }
+        }
 }
 
 }  // namespace

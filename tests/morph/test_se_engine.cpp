@@ -102,6 +102,65 @@ TYPED_TEST(SeEngine, TwoNeighbourElementsMatchReference) {
         }
 }
 
+// Elements where every member must qualify take the extremes of member runs
+// (discs, full and hollow rectangles, random holes, taller and wider than
+// square): against the reference on images wide enough for the runs, with
+// few grey levels (ties) and full range, in place and not, on both paths.
+TYPED_TEST(SeEngine, FullCountElementsMatchReference) {
+    using T = TypeParam;
+    std::mt19937 rng(9);
+    auto disc = [](int r) {
+        Element se(static_cast<std::size_t>(2 * r + 1) * (2 * r + 1));
+        for (int y = -r; y <= r; ++y)
+            for (int x = -r; x <= r; ++x)
+                se[(y + r) * (2 * r + 1) + x + r] = x * x + y * y <= r * r;
+        return se;
+    };
+    struct Shape {
+        Element se;
+        int h, w;
+    };
+    std::vector<Shape> shapes;
+    for (int r : {1, 2, 4, 7, 9}) shapes.push_back({disc(r), 2 * r + 1, 2 * r + 1});
+    shapes.push_back({Element(5 * 11, 1), 5, 11});
+    shapes.push_back({Element(11 * 5, 1), 11, 5});
+    shapes.push_back({Element(9 * 9, 0), 9, 9});
+    for (int i = 0; i < 9; ++i) shapes.back().se[i] = shapes.back().se[72 + i] = 1;  // top, bottom
+    for (int k = 0; k < 4; ++k) {
+        const int seH = 3 + 2 * static_cast<int>(rng() % 5), seW = seH;
+        Element se(static_cast<std::size_t>(seH) * seW);
+        for (int& v : se) v = rng() % 4 != 0;
+        shapes.push_back({se, seH, seW});
+    }
+    const int sizes[][2] = {{40, 30}, {97, 23}, {300, 21}};
+    for (const Shape& shape : shapes) {
+        const int nCount = static_cast<int>(
+            std::count_if(shape.se.begin(), shape.se.end(), [](int v) { return v != 0; }));
+        const int nCentre = shape.se[(shape.h / 2) * shape.w + shape.w / 2] != 0;
+        for (const auto& [w, h] : sizes) {
+            const auto src = RandomImage<T>(w, h, 0, rng() % 2 ? 3 : T(~0u), rng());
+            // The count that takes the extreme where every one is a neighbour, and one more.
+            for (int n : {nCount + 1 - nCentre, nCount + 2 - nCentre}) {
+                for (int op = 0; op < 4; ++op) {
+                    const bool bErode = op < 2;
+                    const VectorPath vector = op % 2 ? VectorPath::kAvx2 : VectorPath::kBaseline;
+                    if (!VectorPathAvailable(vector)) continue;
+                    std::vector<T> want(src.size()), out(src.size()), in = src;
+                    ReferenceRankRule(bErode, src.data(), want.data(), w, h, shape.se.data(),
+                                      shape.h, shape.w, n);
+                    ASSERT_TRUE(Engine(src.data(), out.data(), w, h, shape.se, shape.h, shape.w, n,
+                                       bErode, EnginePath::kBlocked, vector));
+                    ASSERT_TRUE(Engine(in.data(), in.data(), w, h, shape.se, shape.h, shape.w, n,
+                                       bErode, EnginePath::kBlocked, vector));
+                    ASSERT_EQ(out, want)
+                        << shape.h << "x" << shape.w << " on " << w << "x" << h << " n " << n;
+                    ASSERT_EQ(in, want);
+                }
+            }
+        }
+    }
+}
+
 TEST(SeEngine, GreyPixelWithOneBrighterMemberStays) {
     Bytes8 img = {50, 50, 50, 50, 100, 101, 50, 50, 50}, out(9);  // right member 101
     ASSERT_TRUE(Engine(img.data(), out.data(), 3, 3, {0, 0, 0, 1, 1, 1, 0, 0, 0}, 3, 3, 3));

@@ -5,6 +5,7 @@
 
 #include "DipMorphMath.h"
 #include "DipThickness.h"
+#include "morph/shaped.h"
 #include "support/images.h"
 #include "support/morph_reference.h"
 
@@ -69,6 +70,50 @@ TYPED_TEST(Shaped, CircleDilatationOpeningClosingRunQuartersInOrder) {
     EXPECT_EQ(dil, QuarterPasses(false, img, w, h));
     EXPECT_EQ(open, QuarterPasses(false, ero, w, h));
     EXPECT_EQ(clo, b16 ? QuarterPasses(true, dil, w, h) : std::vector<T>(img.size(), 77));
+}
+
+// The chained quarters equal the passes one image at a time at sizes that
+// break row pipelines (no interior, one interior row or column, fewer rows
+// than passes), in place and not, on both vector paths.
+TYPED_TEST(Shaped, ChainedPassesMatchWholeImagePasses) {
+    using T = TypeParam;
+    using zetdip::detail::ShapedStage, zetdip::detail::VectorPath;
+    std::uint32_t seed = 30;
+    for (const auto& [w, h] : {std::pair{1, 1},
+                               {2, 2},
+                               {3, 1},
+                               {1, 3},
+                               {3, 3},
+                               {4, 3},
+                               {3, 7},
+                               {5, 9},
+                               {67, 33},
+                               {130, 4}})
+        for (int nMax : {3, int(T(~0u))}) {
+            const auto img = RandomImage<T>(w, h, 0, nMax, ++seed);
+            const auto ero = QuarterPasses(true, img, w, h), dil = QuarterPasses(false, img, w, h);
+            const std::pair<std::vector<T>, std::vector<T>> chains[] = {
+                {ero, dil}, {QuarterPasses(false, ero, w, h), QuarterPasses(true, dil, w, h)}};
+            for (int nChain = 0; nChain < 4; ++nChain) {  // erosion, dilatation, opening, closing
+                ShapedStage stages[8];
+                const bool bErodeFirst = nChain % 2 == 0;
+                zetdip::detail::QuarterStages(bErodeFirst, stages);
+                zetdip::detail::QuarterStages(!bErodeFirst, stages + 4);
+                const auto& want = nChain < 2 ? (bErodeFirst ? chains[0].first : chains[0].second)
+                                              : (bErodeFirst ? chains[1].first : chains[1].second);
+                const int nStages = nChain < 2 ? 4 : 8;
+                for (VectorPath v : {VectorPath::kBaseline, VectorPath::kAvx2}) {
+                    if (!zetdip::detail::VectorPathAvailable(v)) continue;
+                    std::vector<T> out(img.size()), in = img;
+                    ASSERT_TRUE(zetdip::detail::ShapedChain(img.data(), out.data(), w, h, stages,
+                                                            nStages, v));
+                    ASSERT_TRUE(zetdip::detail::ShapedChain(in.data(), in.data(), w, h, stages,
+                                                            nStages, v));
+                    ASSERT_EQ(out, want) << w << "x" << h << " chain " << nChain;
+                    ASSERT_EQ(in, want) << w << "x" << h << " chain " << nChain << " in place";
+                }
+            }
+        }
 }
 
 TEST(Morphology, ColourAndBadDepthsAreRefusedWritingNothing) {
