@@ -18,7 +18,7 @@ using Idx = std::ptrdiff_t;
 // every row reads and writes inside the run; guarded, terms outside the run
 // are dropped (adding them as zeros would give the same sums).
 template <bool kGuarded>
-void Forward(const double* x, int nLength, int nOdd, double* out) {
+ZETDIP_ALWAYS_INLINE void Forward(const double* x, int nLength, int nOdd, double* out) {
     const Idx n = nLength;
     const Idx nL = (n + nOdd) / 2;
     const Idx nH = nL - nOdd;
@@ -78,7 +78,7 @@ void Forward(const double* x, int nLength, int nOdd, double* out) {
 // rows of coefficients that do not exist are skipped and contributions outside
 // the run dropped. Every contribution is added at once into its output slot.
 template <bool kGuarded>
-void Inverse(const double* in, int nLowCount, int nOdd, double* out) {
+ZETDIP_ALWAYS_INLINE void Inverse(const double* in, int nLowCount, int nOdd, double* out) {
     const Idx nL = nLowCount;
     const Idx nH = nL - nOdd;
     const Idx n = nL + nH;
@@ -125,9 +125,8 @@ void Inverse(const double* in, int nLowCount, int nOdd, double* out) {
     if (nOdd != 1) add(2 * nL - 1, nL - 1, 0.5);
 }
 
-// Lane versions of the unguarded bodies above, term for term.
-constexpr int kL = kWaveletLanes;
-
+// Lane versions of the unguarded bodies above, term for term, on kL lanes.
+template <int kL>
 ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength, int nOdd,
                                        double* out) {
     const Idx n = nLength;
@@ -142,14 +141,18 @@ ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength
     for (int r = 0; r < 4; ++r)
         for (int t = 0; t < kAnalysisEdgeTaps[r]; ++t) add(r, t, kAnalysisEdge[r][t]);
     const Idx nLowEnd = std::min(nL - 5, n - 1);
+    // The sums of a few lanes at a time stay in registers over the nine taps.
+    constexpr int kB = kL < 16 ? kL : 16;
     for (Idx k = 4; k <= nLowEnd; ++k) {
-        double dAcc[kL] = {};
-        for (int t = 0; t < 9; ++t) {
-            const double* p = x + (2 * k - 4 + t) * nStride;
-            for (int l = 0; l < kL; ++l) dAcc[l] += kAnalysisLow[t] * p[l];
+        for (int l0 = 0; l0 < kL; l0 += kB) {
+            double dAcc[kB] = {};
+            for (int t = 0; t < 9; ++t) {
+                const double* p = x + (2 * k - 4 + t) * nStride + l0;
+                for (int l = 0; l < kB; ++l) dAcc[l] += kAnalysisLow[t] * p[l];
+            }
+            double* o = out + k * kL + l0;
+            for (int l = 0; l < kB; ++l) o[l] += dAcc[l];
         }
-        double* o = out + k * kL;
-        for (int l = 0; l < kL; ++l) o[l] += dAcc[l];
     }
     for (int r = 3; r >= 0; --r)
         for (int t = 0; t < kAnalysisEdgeTaps[r]; ++t)
@@ -173,6 +176,7 @@ ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength
     add(nE - 1, nE - 1, 1.0);
 }
 
+template <int kL>
 ZETDIP_ALWAYS_INLINE void InverseLanes(const double* in, Idx nStride, int nLowCount, int nOdd,
                                        double* out) {
     const Idx nL = nLowCount;
@@ -207,21 +211,75 @@ ZETDIP_ALWAYS_INLINE void InverseLanes(const double* in, Idx nStride, int nLowCo
     if (nOdd != 1) add(2 * nL - 1, nL - 1, 0.5);
 }
 
+template <int kL>
 void ForwardLanesBaseline(const double* x, Idx nStride, int nLength, int nOdd, double* out) {
-    ForwardLanes(x, nStride, nLength, nOdd, out);
+    ForwardLanes<kL>(x, nStride, nLength, nOdd, out);
 }
+template <int kL>
 void InverseLanesBaseline(const double* in, Idx nStride, int nLowCount, int nOdd, double* out) {
-    InverseLanes(in, nStride, nLowCount, nOdd, out);
+    InverseLanes<kL>(in, nStride, nLowCount, nOdd, out);
 }
 #if ZETDIP_HAS_AVX2_PATH
+template <int kL>
 ZETDIP_TARGET_AVX2 void ForwardLanesAvx2(const double* x, Idx nStride, int nLength, int nOdd,
                                          double* out) {
-    ForwardLanes(x, nStride, nLength, nOdd, out);
+    ForwardLanes<kL>(x, nStride, nLength, nOdd, out);
 }
+template <int kL>
 ZETDIP_TARGET_AVX2 void InverseLanesAvx2(const double* in, Idx nStride, int nLowCount, int nOdd,
                                          double* out) {
-    InverseLanes(in, nStride, nLowCount, nOdd, out);
+    InverseLanes<kL>(in, nStride, nLowCount, nOdd, out);
 }
+#endif
+
+// The unguarded one-run bodies, for the baseline processor and with AVX2.
+void ForwardRunBaseline(const double* x, int nLength, int nOdd, double* out) {
+    Forward<false>(x, nLength, nOdd, out);
+}
+void InverseRunBaseline(const double* in, int nLowCount, int nOdd, double* out) {
+    Inverse<false>(in, nLowCount, nOdd, out);
+}
+#if ZETDIP_HAS_AVX2_PATH
+ZETDIP_TARGET_AVX2 void ForwardRunAvx2(const double* x, int nLength, int nOdd, double* out) {
+    Forward<false>(x, nLength, nOdd, out);
+}
+ZETDIP_TARGET_AVX2 void InverseRunAvx2(const double* in, int nLowCount, int nOdd, double* out) {
+    Inverse<false>(in, nLowCount, nOdd, out);
+}
+#endif
+
+using LanesFn = void (*)(const double*, Idx, int, int, double*);
+
+// The kernel of one lane count and path; null for a lane count not built.
+template <template <int> class Pick>
+LanesFn ForLanes(int nLanes) {
+    switch (nLanes) {
+        case kWaveletLanes:
+            return Pick<kWaveletLanes>::Get();
+        case kWaveletNarrowLanes:
+            return Pick<kWaveletNarrowLanes>::Get();
+        default:
+            return nullptr;
+    }
+}
+
+template <int kL>
+struct ForwardPick {
+    static LanesFn Get() { return ForwardLanesBaseline<kL>; }
+};
+template <int kL>
+struct InversePick {
+    static LanesFn Get() { return InverseLanesBaseline<kL>; }
+};
+#if ZETDIP_HAS_AVX2_PATH
+template <int kL>
+struct ForwardPickAvx2 {
+    static LanesFn Get() { return ForwardLanesAvx2<kL>; }
+};
+template <int kL>
+struct InversePickAvx2 {
+    static LanesFn Get() { return InverseLanesAvx2<kL>; }
+};
 #endif
 
 }  // namespace
@@ -236,38 +294,46 @@ bool WaveletInverseLanesFit(int nLowCount, int nOdd) {
     return (nOdd == 0 || nOdd == 1) && nLowCount >= 4 + nOdd;
 }
 
+bool WaveletLaneCountBuilt(int nLanes) {
+    return ForLanes<ForwardPick>(nLanes) != nullptr;
+}
+
 void WaveletForwardLanes(const double* x, std::ptrdiff_t nStride, int nLength, int nOdd,
-                         double* out, VectorPath path) {
+                         double* out, VectorPath path, int nLanes) {
+    LanesFn f = ForLanes<ForwardPick>(nLanes);
 #if ZETDIP_HAS_AVX2_PATH
-    if (ResolvePath(path) == VectorPath::kAvx2)
-        return ForwardLanesAvx2(x, nStride, nLength, nOdd, out);
+    if (ResolvePath(path) == VectorPath::kAvx2) f = ForLanes<ForwardPickAvx2>(nLanes);
 #endif
     (void)path;
-    ForwardLanesBaseline(x, nStride, nLength, nOdd, out);
+    if (f) f(x, nStride, nLength, nOdd, out);
 }
 
 void WaveletInverseLanes(const double* in, std::ptrdiff_t nStride, int nLowCount, int nOdd,
-                         double* out, VectorPath path) {
+                         double* out, VectorPath path, int nLanes) {
+    LanesFn f = ForLanes<InversePick>(nLanes);
 #if ZETDIP_HAS_AVX2_PATH
-    if (ResolvePath(path) == VectorPath::kAvx2)
-        return InverseLanesAvx2(in, nStride, nLowCount, nOdd, out);
+    if (ResolvePath(path) == VectorPath::kAvx2) f = ForLanes<InversePickAvx2>(nLanes);
 #endif
     (void)path;
-    InverseLanesBaseline(in, nStride, nLowCount, nOdd, out);
+    if (f) f(in, nStride, nLowCount, nOdd, out);
 }
 
-void WaveletForwardInto(const double* x, int nLength, int nOdd, double* out) {
-    if (WaveletLanesFit(nLength, nOdd))
-        Forward<false>(x, nLength, nOdd, out);
-    else
-        Forward<true>(x, nLength, nOdd, out);
+void WaveletForwardInto(const double* x, int nLength, int nOdd, double* out, VectorPath path) {
+    if (!WaveletLanesFit(nLength, nOdd)) return Forward<true>(x, nLength, nOdd, out);
+#if ZETDIP_HAS_AVX2_PATH
+    if (ResolvePath(path) == VectorPath::kAvx2) return ForwardRunAvx2(x, nLength, nOdd, out);
+#endif
+    (void)path;
+    ForwardRunBaseline(x, nLength, nOdd, out);
 }
 
-void WaveletInverseInto(const double* in, int nLowCount, int nOdd, double* out) {
-    if (WaveletInverseLanesFit(nLowCount, nOdd))
-        Inverse<false>(in, nLowCount, nOdd, out);
-    else
-        Inverse<true>(in, nLowCount, nOdd, out);
+void WaveletInverseInto(const double* in, int nLowCount, int nOdd, double* out, VectorPath path) {
+    if (!WaveletInverseLanesFit(nLowCount, nOdd)) return Inverse<true>(in, nLowCount, nOdd, out);
+#if ZETDIP_HAS_AVX2_PATH
+    if (ResolvePath(path) == VectorPath::kAvx2) return InverseRunAvx2(in, nLowCount, nOdd, out);
+#endif
+    (void)path;
+    InverseRunBaseline(in, nLowCount, nOdd, out);
 }
 
 bool WaveletForward(double* pData, int nLength, int nOdd) {
