@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstddef>
+#include <cstring>
 
 #include "DipWavelet.h"
 #include "core/common.h"
@@ -125,6 +126,13 @@ ZETDIP_ALWAYS_INLINE void Inverse(const double* in, int nLowCount, int nOdd, dou
     if (nOdd != 1) add(2 * nL - 1, nL - 1, 0.5);
 }
 
+// Four lanes of doubles; every operation is the scalar one on each lane.
+// Loaded and stored through memcpy: the rows need not be aligned.
+using Lanes4 = double __attribute__((vector_size(32)));
+
+// How many steps of the column pass ahead the rows are fetched.
+constexpr int kPrefetchSteps = 4;
+
 // Lane versions of the unguarded bodies above, term for term, on kL lanes.
 template <int kL>
 ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength, int nOdd,
@@ -141,17 +149,35 @@ ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength
     for (int r = 0; r < 4; ++r)
         for (int t = 0; t < kAnalysisEdgeTaps[r]; ++t) add(r, t, kAnalysisEdge[r][t]);
     const Idx nLowEnd = std::min(nL - 5, n - 1);
-    // The sums of a few lanes at a time stay in registers over the nine taps.
+    // The sums of kB lanes at a time stay in registers over the nine taps,
+    // as vectors of four lanes (each lane the same double operations).
     constexpr int kB = kL < 16 ? kL : 16;
+    static_assert(kB % 4 == 0, "lanes come in vectors of four");
     for (Idx k = 4; k <= nLowEnd; ++k) {
+        // The two rows this step reads first come from memory: ask for the
+        // ones a few steps ahead (a prefetch past the run reads nothing).
+        if (2 * k + 4 + 2 * kPrefetchSteps + 1 < n)
+            for (int r = 0; r < 2; ++r)
+                for (int l = 0; l < kL; l += 8)
+                    __builtin_prefetch(x + (2 * k + 3 + 2 * kPrefetchSteps + r) * nStride + l);
         for (int l0 = 0; l0 < kL; l0 += kB) {
-            double dAcc[kB] = {};
+            Lanes4 acc[kB / 4] = {};
             for (int t = 0; t < 9; ++t) {
+                const double w = kAnalysisLow[t];
                 const double* p = x + (2 * k - 4 + t) * nStride + l0;
-                for (int l = 0; l < kB; ++l) dAcc[l] += kAnalysisLow[t] * p[l];
+                for (int j = 0; j < kB / 4; ++j) {
+                    Lanes4 v;
+                    std::memcpy(&v, p + 4 * j, sizeof v);
+                    acc[j] += w * v;
+                }
             }
             double* o = out + k * kL + l0;
-            for (int l = 0; l < kB; ++l) o[l] += dAcc[l];
+            for (int j = 0; j < kB / 4; ++j) {
+                Lanes4 v;
+                std::memcpy(&v, o + 4 * j, sizeof v);
+                v += acc[j];
+                std::memcpy(o + 4 * j, &v, sizeof v);
+            }
         }
     }
     for (int r = 3; r >= 0; --r)
