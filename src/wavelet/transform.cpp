@@ -126,6 +126,70 @@ ZETDIP_ALWAYS_INLINE void Inverse(const double* in, int nLowCount, int nOdd, dou
     if (nOdd != 1) add(2 * nL - 1, nL - 1, 0.5);
 }
 
+// The unguarded inverse with its interior slots gathered: each slot of
+// pairs q = 5 .. nH - 5 gets the same terms in the same order as the scatter
+// above gives it (the high values d[q-2] .. d[q+1] or d[q+2] in ascending
+// order, then its low terms), summed in a register instead of through
+// memory nine times over. The other slots take the scatter, restricted to
+// the rows that reach them.
+ZETDIP_ALWAYS_INLINE void InverseGathered(const double* in, int nLowCount, int nOdd, double* out) {
+    const Idx nL = nLowCount;
+    const Idx nH = nL - nOdd;
+    const Idx qA = 5, qB = nH - 5;
+    if (qB < qA) return Inverse<false>(in, nLowCount, nOdd, out);
+    const Idx nGatherLo = 2 * qA, nGatherHi = 2 * qB + 1;
+    auto add = [&](Idx o, Idx nSrc, double dTap) {
+        if (o >= nGatherLo && o <= nGatherHi) return;
+        out[o] += dTap * in[nSrc];
+    };
+    auto edge = [&](Idx j, Idx nFirst, const double* pTaps, bool bReversed) {
+        for (int t = 0; t < 8; ++t) add(nFirst + t, nL + j, pTaps[bReversed ? 7 - t : t]);
+    };
+    auto high = [&](Idx j) {
+        for (int t = 0; t < 9; ++t) add(2 * j - 3 + t, nL + j, kSynthesisHigh[t]);
+    };
+    auto low = [&](Idx k) {
+        add(2 * k - 1, k, 0.5);
+        add(2 * k, k, 1.0);
+        add(2 * k + 1, k, 0.5);
+    };
+    // Rows j = 7 .. nH - 7 and k = 6 .. nH - 5 reach gathered slots only.
+    edge(0, 0, kSynthesisEdge[0], false);
+    edge(1, 0, kSynthesisEdge[1], false);
+    for (Idx j = 2; j <= std::min<Idx>(6, nH - 3); ++j) high(j);
+    for (Idx j = std::max<Idx>(7, nH - 6); j <= nH - 3; ++j) high(j);
+    edge(nH - 2, 2 * nH - 8, kSynthesisEdge[1], true);
+    edge(nH - 1, 2 * nH - 8, kSynthesisEdge[0], true);
+    add(0, 0, 1.0);
+    add(1, 0, 0.5);
+    for (Idx k = 1; k <= std::min<Idx>(5, nL - 2); ++k) low(k);
+    for (Idx k = std::max<Idx>(6, nH - 4); k <= nL - 2; ++k) low(k);
+    add(2 * nL - 3, nL - 1, 0.5);
+    add(2 * nL - 2, nL - 1, 1.0);
+    if (nOdd != 1) add(2 * nL - 1, nL - 1, 0.5);
+
+    const double* d = in + nL;
+    const double* h = kSynthesisHigh;
+    for (Idx q = qA; q <= qB; ++q) {
+        double e = out[2 * q];
+        e += h[7] * d[q - 2];
+        e += h[5] * d[q - 1];
+        e += h[3] * d[q];
+        e += h[1] * d[q + 1];
+        e += 1.0 * in[q];
+        double o = out[2 * q + 1];
+        o += h[8] * d[q - 2];
+        o += h[6] * d[q - 1];
+        o += h[4] * d[q];
+        o += h[2] * d[q + 1];
+        o += h[0] * d[q + 2];
+        o += 0.5 * in[q];
+        o += 0.5 * in[q + 1];
+        out[2 * q] = e;
+        out[2 * q + 1] = o;
+    }
+}
+
 // Four lanes of doubles; every operation is the scalar one on each lane.
 // Loaded and stored through memcpy: the rows need not be aligned.
 using Lanes4 = double __attribute__((vector_size(32)));
@@ -263,14 +327,14 @@ void ForwardRunBaseline(const double* x, int nLength, int nOdd, double* out) {
     Forward<false>(x, nLength, nOdd, out);
 }
 void InverseRunBaseline(const double* in, int nLowCount, int nOdd, double* out) {
-    Inverse<false>(in, nLowCount, nOdd, out);
+    InverseGathered(in, nLowCount, nOdd, out);
 }
 #if ZETDIP_HAS_AVX2_PATH
 ZETDIP_TARGET_AVX2 void ForwardRunAvx2(const double* x, int nLength, int nOdd, double* out) {
     Forward<false>(x, nLength, nOdd, out);
 }
 ZETDIP_TARGET_AVX2 void InverseRunAvx2(const double* in, int nLowCount, int nOdd, double* out) {
-    Inverse<false>(in, nLowCount, nOdd, out);
+    InverseGathered(in, nLowCount, nOdd, out);
 }
 #endif
 
