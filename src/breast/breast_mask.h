@@ -5,6 +5,7 @@
 #define ZETDIP_BREAST_BREAST_MASK_H
 
 #include <algorithm>
+#include <cstdint>
 
 #include "DipMorphMath.h"
 #include "DipThresholding.h"
@@ -41,6 +42,33 @@ inline BreastMaskBounds MakeBreastMaskBounds(int nWidth, int nHeight, double dPi
     b.nBottom = WrapMul(9, nHeight) / 10;
     b.nScanRows = WrapSub(nHeight, b.nMargin);
     return b;
+}
+
+// For each column x in [x0, x1) of a W-wide image whose pDst sample on row
+// nRow + 1 is set: walks up from row nRow while pEdge is non-zero (stopping
+// before row 0), setting pDst to nFull. The columns are independent, so they
+// go up together, 64 at a time, row by row rather than down the stride.
+template <class T>
+void PatchUpward(const T* pEdge, T* pDst, long long W, long long nRow, long long x0, long long x1,
+                 T nFull) {
+    for (long long xa = x0; xa < x1; xa += 64) {
+        const int nCount = static_cast<int>(std::min<long long>(64, x1 - xa));
+        std::uint64_t active = 0;
+        const T* pBelow = pDst + (nRow + 1) * W + xa;
+        for (int i = 0; i < nCount; ++i)
+            if (pBelow[i] != 0) active |= std::uint64_t{1} << i;
+        for (long long y = nRow; y >= 1 && active != 0; --y) {
+            const T* pE = pEdge + y * W + xa;
+            T* pD = pDst + y * W + xa;
+            for (std::uint64_t m = active; m != 0; m &= m - 1) {
+                const int i = __builtin_ctzll(m);
+                if (pE[i] != 0)
+                    pD[i] = nFull;
+                else
+                    active &= ~(std::uint64_t{1} << i);
+            }
+        }
+    }
 }
 
 template <class T, class SmoothFn, class EdgeFn>
@@ -156,16 +184,13 @@ bool BuildBreastMask(T* pSrc, T* pDst, int nWidth, int nHeight, bool& bBreastOnR
     // Stage 11: patch upward from the widest row in the breast's columns
     // (row 0 is never written).
     if (nBestRow + 1 < H) {
-        auto patch = [&](long long x) {
-            if (at(pDst, nBestRow + 1, x) == 0) return;
-            for (long long y = nBestRow; y >= 1 && at(pW, y, x) != 0; --y)
-                at(pDst, y, x) = depth.nFull;
-        };
         if (!bRight) {
-            for (long long x = 0; x < nBestX && x < b.nRowFullLimit; ++x) patch(x);
+            const long long nEnd = std::max(0LL, std::min<long long>(nBestX, b.nRowFullLimit));
+            PatchUpward(pW, pDst, W, nBestRow, 0, nEnd, depth.nFull);
         } else {
-            for (long long x = W - 1; x > nBestX && static_cast<double>(x) > b.dEdgeBand; --x)
-                patch(x);
+            long long x = W - 1;
+            while (x > nBestX && static_cast<double>(x) > b.dEdgeBand) --x;
+            PatchUpward(pW, pDst, W, nBestRow, x + 1, W, depth.nFull);
         }
     }
     return true;

@@ -34,6 +34,109 @@ float* CreateGaussianKernel(int nKernelSize, float fSigma, float& fSum) {
     return kernel.release();
 }
 
+namespace {
+
+// acc[i] = 0.0 + w[0] * rows[0][i] + ... + w[N-1] * rows[N-1][i], in tap order.
+template <class T, int N>
+ZETDIP_ALWAYS_INLINE void AccumulateTaps(double* acc, const T* const* pRows, const double* pWeights,
+                                         int n) {
+    const T* r[N > 0 ? N : 1];
+    double w[N > 0 ? N : 1];
+    for (int t = 0; t < N; ++t) r[t] = pRows[t], w[t] = pWeights[t];
+    for (int i = 0; i < n; ++i) {
+        double a = 0.0;
+        for (int t = 0; t < N; ++t) a = a + w[t] * static_cast<double>(r[t][i]);
+        acc[i] = a;
+    }
+}
+
+// The same sums for integral weights (see conv::kMaxIntegerWeight): every
+// partial sum of the double loop is an integer well inside 2^53 and so exact,
+// and the int sum, converted once, is the same value (+0 when it is 0, as
+// the double sum, which starts at +0, is never -0).
+template <class T, int N>
+ZETDIP_ALWAYS_INLINE void AccumulateTapsInt(double* acc, const T* const* pRows, const int* pWeights,
+                                            int n) {
+    const T* r[N > 0 ? N : 1];
+    int w[N > 0 ? N : 1];
+    for (int t = 0; t < N; ++t) r[t] = pRows[t], w[t] = pWeights[t];
+    int sums[conv::kRun];
+    for (int i = 0; i < n; ++i) {
+        int a = 0;
+        for (int t = 0; t < N; ++t) a += w[t] * static_cast<int>(r[t][i]);
+        sums[i] = a;
+    }
+    for (int i = 0; i < n; ++i) acc[i] = static_cast<double>(sums[i]);
+}
+
+// The accumulation for nTaps taps, with the tap count a constant in each body.
+template <class T, bool kInt, int N = 0>
+ZETDIP_ALWAYS_INLINE void AccumulateAny(double* acc, const T* const* pRows, const double* pWeights,
+                                        const int* pIntWeights, int nTaps, int n) {
+    if constexpr (N < conv::kFusedTaps) {
+        if (nTaps != N)
+            return AccumulateAny<T, kInt, N + 1>(acc, pRows, pWeights, pIntWeights, nTaps, n);
+    }
+    if constexpr (kInt)
+        AccumulateTapsInt<T, N>(acc, pRows, pIntWeights, n);
+    else
+        AccumulateTaps<T, N>(acc, pRows, pWeights, n);
+}
+
+template <class T>
+ZETDIP_ALWAYS_INLINE void FusedBody(T* pOut, const T* const* pRows, const double* pWeights,
+                                    int nTaps, int n, double dDivisor, double dOffset,
+                                    double dMax) {
+    double acc[conv::kRun];
+    int nIntWeights[conv::kFusedTaps] = {};
+    bool bInt = true;
+    for (int t = 0; t < nTaps && t < conv::kFusedTaps; ++t) {
+        const double w = pWeights[t];
+        bInt = bInt && std::fabs(w) <= conv::kMaxIntegerWeight && w == std::trunc(w);
+        if (bInt) nIntWeights[t] = static_cast<int>(w);
+    }
+    if (bInt)
+        AccumulateAny<T, true>(acc, pRows, pWeights, nIntWeights, nTaps, n);
+    else
+        AccumulateAny<T, false>(acc, pRows, pWeights, nIntWeights, nTaps, n);
+    conv::StoreRun(pOut, acc, dDivisor, dOffset, dMax, n);
+}
+
+template <class T>
+void FusedBaseline(T* pOut, const T* const* pRows, const double* pWeights, int nTaps, int n,
+                   double dDivisor, double dOffset, double dMax) {
+    FusedBody(pOut, pRows, pWeights, nTaps, n, dDivisor, dOffset, dMax);
+}
+#if ZETDIP_HAS_AVX2_PATH
+template <class T>
+ZETDIP_TARGET_AVX2 void FusedAvx2(T* pOut, const T* const* pRows, const double* pWeights, int nTaps,
+                                  int n, double dDivisor, double dOffset, double dMax) {
+    FusedBody(pOut, pRows, pWeights, nTaps, n, dDivisor, dOffset, dMax);
+}
+#endif
+
+}  // namespace
+
+namespace conv {
+
+template <class T>
+void FusedRun(T* pOut, const T* const* pRows, const double* pWeights, int nTaps, int n,
+              double dDivisor, double dOffset, double dMax, VectorPath path) {
+#if ZETDIP_HAS_AVX2_PATH
+    if (ResolvePath(path) == VectorPath::kAvx2)
+        return FusedAvx2(pOut, pRows, pWeights, nTaps, n, dDivisor, dOffset, dMax);
+#endif
+    (void)path;
+    FusedBaseline(pOut, pRows, pWeights, nTaps, n, dDivisor, dOffset, dMax);
+}
+
+template void FusedRun(unsigned char*, const unsigned char* const*, const double*, int, int, double,
+                       double, double, VectorPath);
+template void FusedRun(unsigned short*, const unsigned short* const*, const double*, int, int,
+                       double, double, double, VectorPath);
+
+}  // namespace conv
+
 }  // namespace zetdip::detail
 
 void CDipFilters::ApplyConvolution8BitsGreyLevel(unsigned char* pDst, const float* pKernel,

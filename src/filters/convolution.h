@@ -45,6 +45,7 @@
 #include <cstring>
 
 #include "core/common.h"
+#include "core/cpu.h"
 
 namespace zetdip::detail {
 
@@ -73,6 +74,15 @@ namespace conv {
 // small stack buffer tap after tap, so the inner loops are plain
 // element-wise loops that the compiler vectorizes.
 constexpr int kRun = 256;
+
+// Runs with at most this many non-zero taps (every 3x3 kernel) go through
+// one kernel that adds all their taps per sample in registers and stores
+// the samples, with an AVX2 path.
+constexpr int kFusedTaps = 9;
+
+// Fused runs whose weights are all whole numbers of at most this magnitude
+// sum in int: nine such taps of 16-bit samples stay inside the int range.
+constexpr double kMaxIntegerWeight = 3640.0;
 
 // Up to three taps at a time, added in their order, so that the sums
 // make fewer trips through the buffer.
@@ -133,6 +143,14 @@ inline void CopySamples(T* pDst, const T* pSrc, std::size_t n) {
     if (pDst != pSrc && n > 0) std::memmove(pDst, pSrc, n * sizeof(T));
 }
 
+// One run of n <= kRun interior samples from nTaps <= kFusedTaps taps: for
+// each i, 0.0 + w[0] * rows[0][i] + w[1] * rows[1][i] + ... added in tap
+// order (as the buffer above does), then StoreRun. pOut may be one of the
+// rows: every sample's taps are read before it is stored.
+template <class T>
+void FusedRun(T* pOut, const T* const* pRows, const double* pWeights, int nTaps, int n,
+              double dDivisor, double dOffset, double dMax, VectorPath path = VectorPath::kAuto);
+
 }  // namespace conv
 
 // Convolution engine (see the top of this file). Writes nothing when
@@ -143,7 +161,8 @@ inline void CopySamples(T* pDst, const T* pSrc, std::size_t n) {
 // Extra memory: the (h + 1)-row store and a fixed stack buffer.
 template <class T>
 void Convolve(T* pDst, const float* pKernel, int nKernelSize, float fDivisor, int nOffset,
-              const T* pSrc, int nWidth, int nHeight, EngineDepth depth) {
+              const T* pSrc, int nWidth, int nHeight, EngineDepth depth,
+              VectorPath path = VectorPath::kAuto) {
     if (nKernelSize < 3 || nKernelSize % 2 == 0 || nWidth <= 0 || nHeight <= 0) return;
     const int h = nKernelSize / 2;
     const int nSlots = h + 1;
@@ -174,6 +193,33 @@ void Convolve(T* pDst, const float* pKernel, int nKernelSize, float fDivisor, in
     const int xEnd = nWidth - h;  // interior columns h .. xEnd - 1
     double acc[conv::kRun];
 
+    // The non-zero taps in kernel order, when few enough for the fused runs:
+    // which row each reads (kernel row, or -1 for the store's centre row left
+    // of the centre) and its column offset. A zero weight adds +-0 to a sum
+    // that starts at +0 and so is never -0: skipping the tap changes no sum.
+    int nTaps = 0;
+    int nTapRow[conv::kFusedTaps] = {};
+    int nTapDx[conv::kFusedTaps] = {};
+    double dTapWeights[conv::kFusedTaps] = {};
+    for (int k = 0; k < nKernelSize * nKernelSize && nTaps <= conv::kFusedTaps; ++k) {
+        if (pKernel[k] == 0.0f) continue;
+        if (nTaps < conv::kFusedTaps) {
+            const int ky = k / nKernelSize, dx = k % nKernelSize - h;
+            nTapRow[nTaps] = ky == h && dx < 0 ? -1 : ky;
+            nTapDx[nTaps] = dx;
+            dTapWeights[nTaps] = static_cast<double>(pKernel[k]);
+        }
+        ++nTaps;
+    }
+    // Row of a tap while row y is filtered: rows below and the centre row
+    // from the centre rightwards come from the source; rows above and the
+    // centre row's left part come from the store.
+    auto tapRow = [&](int y, int ky) -> const T* {
+        if (ky < 0) return slot(h);
+        const int dy = ky - h;
+        return dy < 0 ? srcRow(y - dy) : dy > 0 ? slot(h - dy) : srcRow(y);
+    };
+
     for (int y = 0; y < nHeight; ++y) {
         if (y < h || y > nHeight - h - 1) {
             conv::CopySamples(dstRow(y), srcRow(y), w);
@@ -189,6 +235,13 @@ void Convolve(T* pDst, const float* pKernel, int nKernelSize, float fDivisor, in
 
         for (int x0 = h; x0 < xEnd; x0 += conv::kRun) {
             const int n = xEnd - x0 < conv::kRun ? xEnd - x0 : conv::kRun;
+            if (nTaps <= conv::kFusedTaps) {
+                const T* pRows[conv::kFusedTaps];
+                for (int t = 0; t < nTaps; ++t) pRows[t] = tapRow(y, nTapRow[t]) + x0 + nTapDx[t];
+                conv::FusedRun(pOut + x0, pRows, dTapWeights, nTaps, n, dDivisor, dOffset, dMax,
+                               path);
+                continue;
+            }
             for (int i = 0; i < n; ++i) acc[i] = 0.0;
             conv::PendingTaps<T> taps;
             for (int ky = 0; ky < nKernelSize; ++ky) {

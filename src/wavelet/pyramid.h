@@ -21,10 +21,11 @@ inline constexpr int kWaveletMaxLevels = 4;
 inline constexpr int kWaveletMinBand = 16;
 
 // Columns are gathered kColumnBlock at a time: neighbouring columns share
-// cache lines, so a block reads each line of the image once instead of once
-// per column. With a full block of scratch, the columns of a run long enough
-// go through the lane transforms straight from the image, kColumnBlock at a
-// time; the others run one at a time.
+// cache lines and pages, so a block reads each line of the image once instead
+// of once per column. With a full block of scratch, the columns of a run long
+// enough go through the lane transforms straight from the image, kColumnBlock
+// at a time and then kWaveletNarrowLanes at a time; the others run one at a
+// time.
 inline constexpr int kColumnBlock = kWaveletLanes;
 
 struct ColumnScratch {
@@ -43,8 +44,8 @@ inline ColumnScratch NewColumnScratch(int nHeight) {
 
 // Applies transform to the first nRun values (nRun <= the scratch's column
 // height) of each column c < nColumns of a coefficient image. lanes(x,
-// nStride, out), when bLanes, does the same to kColumnBlock columns at once
-// into out (nRun rows of kColumnBlock values, zero-filled).
+// nStride, out, nLanes), when bLanes, does the same to nLanes columns at once
+// into out (nRun rows of nLanes values, zero-filled).
 template <class Transform, class Lanes>
 void TransformColumns(double* pCoef, int nWidth, int nColumns, int nRun,
                       const ColumnScratch& scratch, Transform transform, bool bLanes, Lanes lanes) {
@@ -52,14 +53,15 @@ void TransformColumns(double* pCoef, int nWidth, int nColumns, int nRun,
     double* pBlock = scratch.pData.get();
     int c0 = 0;
     if (bLanes && scratch.nColumns == kColumnBlock) {
-        const std::size_t nOut = static_cast<std::size_t>(nRun) * kColumnBlock;
-        for (; c0 + kColumnBlock <= nColumns; c0 += kColumnBlock) {
-            std::fill_n(pBlock, nOut, 0.0);
-            lanes(pCoef + c0, static_cast<std::ptrdiff_t>(nStride), pBlock);
-            for (int r = 0; r < nRun; ++r) {
-                const double* pRow = pBlock + static_cast<std::size_t>(r) * kColumnBlock;
-                double* pOut = pCoef + r * nStride + c0;
-                for (int i = 0; i < kColumnBlock; ++i) pOut[i] = pRow[i];
+        for (int nLanes : {kColumnBlock, kWaveletNarrowLanes}) {
+            const std::size_t nOut = static_cast<std::size_t>(nRun) * nLanes;
+            for (; c0 + nLanes <= nColumns; c0 += nLanes) {
+                std::fill_n(pBlock, nOut, 0.0);
+                lanes(pCoef + c0, static_cast<std::ptrdiff_t>(nStride), pBlock, nLanes);
+                for (int r = 0; r < nRun; ++r) {
+                    const double* pRow = pBlock + static_cast<std::size_t>(r) * nLanes;
+                    std::copy_n(pRow, nLanes, pCoef + r * nStride + c0);
+                }
             }
         }
     }
@@ -146,8 +148,8 @@ bool WaveletDecompose(const T* pSrc, double* pCoef, int nWidth, int nHeight, int
         TransformColumns(
             pCoef, nWidth, w, h, columns, [&](double* p) { WaveletForward(p, h, nOdd); },
             WaveletLanesFit(h, nOdd),
-            [&](const double* x, std::ptrdiff_t nStride, double* out) {
-                WaveletForwardLanes(x, nStride, h, nOdd, out);
+            [&](const double* x, std::ptrdiff_t nStride, double* out, int nLanes) {
+                WaveletForwardLanes(x, nStride, h, nOdd, out, VectorPath::kAuto, nLanes);
             });
         w = (w + 1) / 2;
         h = (h + 1) / 2;
@@ -223,8 +225,8 @@ bool WaveletReconstruct(double* pCoef, typename Out::Sample* pDst, int nBitsStor
             TransformColumns(
                 pCoef, nWidth, std::min(nW, nWidth), nH, columns,
                 [&](double* p) { WaveletInverse(p, h, nOddH); }, WaveletInverseLanesFit(h, nOddH),
-                [&](const double* in, std::ptrdiff_t nStride, double* out) {
-                    WaveletInverseLanes(in, nStride, h, nOddH, out);
+                [&](const double* in, std::ptrdiff_t nStride, double* out, int nLanes) {
+                    WaveletInverseLanes(in, nStride, h, nOddH, out, VectorPath::kAuto, nLanes);
                 });
         }
         if (InverseFits(w, nOddW, nWidth)) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstddef>
+#include <cstring>
 
 #include "DipWavelet.h"
 #include "core/common.h"
@@ -18,7 +19,7 @@ using Idx = std::ptrdiff_t;
 // every row reads and writes inside the run; guarded, terms outside the run
 // are dropped (adding them as zeros would give the same sums).
 template <bool kGuarded>
-void Forward(const double* x, int nLength, int nOdd, double* out) {
+ZETDIP_ALWAYS_INLINE void Forward(const double* x, int nLength, int nOdd, double* out) {
     const Idx n = nLength;
     const Idx nL = (n + nOdd) / 2;
     const Idx nH = nL - nOdd;
@@ -78,7 +79,7 @@ void Forward(const double* x, int nLength, int nOdd, double* out) {
 // rows of coefficients that do not exist are skipped and contributions outside
 // the run dropped. Every contribution is added at once into its output slot.
 template <bool kGuarded>
-void Inverse(const double* in, int nLowCount, int nOdd, double* out) {
+ZETDIP_ALWAYS_INLINE void Inverse(const double* in, int nLowCount, int nOdd, double* out) {
     const Idx nL = nLowCount;
     const Idx nH = nL - nOdd;
     const Idx n = nL + nH;
@@ -125,9 +126,79 @@ void Inverse(const double* in, int nLowCount, int nOdd, double* out) {
     if (nOdd != 1) add(2 * nL - 1, nL - 1, 0.5);
 }
 
-// Lane versions of the unguarded bodies above, term for term.
-constexpr int kL = kWaveletLanes;
+// The unguarded inverse with its interior slots gathered: each slot of
+// pairs q = 5 .. nH - 5 gets the same terms in the same order as the scatter
+// above gives it (the high values d[q-2] .. d[q+1] or d[q+2] in ascending
+// order, then its low terms), summed in a register instead of through
+// memory nine times over. The other slots take the scatter, restricted to
+// the rows that reach them.
+ZETDIP_ALWAYS_INLINE void InverseGathered(const double* in, int nLowCount, int nOdd, double* out) {
+    const Idx nL = nLowCount;
+    const Idx nH = nL - nOdd;
+    const Idx qA = 5, qB = nH - 5;
+    if (qB < qA) return Inverse<false>(in, nLowCount, nOdd, out);
+    const Idx nGatherLo = 2 * qA, nGatherHi = 2 * qB + 1;
+    auto add = [&](Idx o, Idx nSrc, double dTap) {
+        if (o >= nGatherLo && o <= nGatherHi) return;
+        out[o] += dTap * in[nSrc];
+    };
+    auto edge = [&](Idx j, Idx nFirst, const double* pTaps, bool bReversed) {
+        for (int t = 0; t < 8; ++t) add(nFirst + t, nL + j, pTaps[bReversed ? 7 - t : t]);
+    };
+    auto high = [&](Idx j) {
+        for (int t = 0; t < 9; ++t) add(2 * j - 3 + t, nL + j, kSynthesisHigh[t]);
+    };
+    auto low = [&](Idx k) {
+        add(2 * k - 1, k, 0.5);
+        add(2 * k, k, 1.0);
+        add(2 * k + 1, k, 0.5);
+    };
+    // Rows j = 7 .. nH - 7 and k = 6 .. nH - 5 reach gathered slots only.
+    edge(0, 0, kSynthesisEdge[0], false);
+    edge(1, 0, kSynthesisEdge[1], false);
+    for (Idx j = 2; j <= std::min<Idx>(6, nH - 3); ++j) high(j);
+    for (Idx j = std::max<Idx>(7, nH - 6); j <= nH - 3; ++j) high(j);
+    edge(nH - 2, 2 * nH - 8, kSynthesisEdge[1], true);
+    edge(nH - 1, 2 * nH - 8, kSynthesisEdge[0], true);
+    add(0, 0, 1.0);
+    add(1, 0, 0.5);
+    for (Idx k = 1; k <= std::min<Idx>(5, nL - 2); ++k) low(k);
+    for (Idx k = std::max<Idx>(6, nH - 4); k <= nL - 2; ++k) low(k);
+    add(2 * nL - 3, nL - 1, 0.5);
+    add(2 * nL - 2, nL - 1, 1.0);
+    if (nOdd != 1) add(2 * nL - 1, nL - 1, 0.5);
 
+    const double* d = in + nL;
+    const double* h = kSynthesisHigh;
+    for (Idx q = qA; q <= qB; ++q) {
+        double e = out[2 * q];
+        e += h[7] * d[q - 2];
+        e += h[5] * d[q - 1];
+        e += h[3] * d[q];
+        e += h[1] * d[q + 1];
+        e += 1.0 * in[q];
+        double o = out[2 * q + 1];
+        o += h[8] * d[q - 2];
+        o += h[6] * d[q - 1];
+        o += h[4] * d[q];
+        o += h[2] * d[q + 1];
+        o += h[0] * d[q + 2];
+        o += 0.5 * in[q];
+        o += 0.5 * in[q + 1];
+        out[2 * q] = e;
+        out[2 * q + 1] = o;
+    }
+}
+
+// Four lanes of doubles; every operation is the scalar one on each lane.
+// Loaded and stored through memcpy: the rows need not be aligned.
+using Lanes4 = double __attribute__((vector_size(32)));
+
+// How many steps of the column pass ahead the rows are fetched.
+constexpr int kPrefetchSteps = 4;
+
+// Lane versions of the unguarded bodies above, term for term, on kL lanes.
+template <int kL>
 ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength, int nOdd,
                                        double* out) {
     const Idx n = nLength;
@@ -142,14 +213,36 @@ ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength
     for (int r = 0; r < 4; ++r)
         for (int t = 0; t < kAnalysisEdgeTaps[r]; ++t) add(r, t, kAnalysisEdge[r][t]);
     const Idx nLowEnd = std::min(nL - 5, n - 1);
+    // The sums of kB lanes at a time stay in registers over the nine taps,
+    // as vectors of four lanes (each lane the same double operations).
+    constexpr int kB = kL < 16 ? kL : 16;
+    static_assert(kB % 4 == 0, "lanes come in vectors of four");
     for (Idx k = 4; k <= nLowEnd; ++k) {
-        double dAcc[kL] = {};
-        for (int t = 0; t < 9; ++t) {
-            const double* p = x + (2 * k - 4 + t) * nStride;
-            for (int l = 0; l < kL; ++l) dAcc[l] += kAnalysisLow[t] * p[l];
+        // The two rows this step reads first come from memory: ask for the
+        // ones a few steps ahead (a prefetch past the run reads nothing).
+        if (2 * k + 4 + 2 * kPrefetchSteps + 1 < n)
+            for (int r = 0; r < 2; ++r)
+                for (int l = 0; l < kL; l += 8)
+                    __builtin_prefetch(x + (2 * k + 3 + 2 * kPrefetchSteps + r) * nStride + l);
+        for (int l0 = 0; l0 < kL; l0 += kB) {
+            Lanes4 acc[kB / 4] = {};
+            for (int t = 0; t < 9; ++t) {
+                const double w = kAnalysisLow[t];
+                const double* p = x + (2 * k - 4 + t) * nStride + l0;
+                for (int j = 0; j < kB / 4; ++j) {
+                    Lanes4 v;
+                    std::memcpy(&v, p + 4 * j, sizeof v);
+                    acc[j] += w * v;
+                }
+            }
+            double* o = out + k * kL + l0;
+            for (int j = 0; j < kB / 4; ++j) {
+                Lanes4 v;
+                std::memcpy(&v, o + 4 * j, sizeof v);
+                v += acc[j];
+                std::memcpy(o + 4 * j, &v, sizeof v);
+            }
         }
-        double* o = out + k * kL;
-        for (int l = 0; l < kL; ++l) o[l] += dAcc[l];
     }
     for (int r = 3; r >= 0; --r)
         for (int t = 0; t < kAnalysisEdgeTaps[r]; ++t)
@@ -173,6 +266,7 @@ ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength
     add(nE - 1, nE - 1, 1.0);
 }
 
+template <int kL>
 ZETDIP_ALWAYS_INLINE void InverseLanes(const double* in, Idx nStride, int nLowCount, int nOdd,
                                        double* out) {
     const Idx nL = nLowCount;
@@ -207,21 +301,75 @@ ZETDIP_ALWAYS_INLINE void InverseLanes(const double* in, Idx nStride, int nLowCo
     if (nOdd != 1) add(2 * nL - 1, nL - 1, 0.5);
 }
 
+template <int kL>
 void ForwardLanesBaseline(const double* x, Idx nStride, int nLength, int nOdd, double* out) {
-    ForwardLanes(x, nStride, nLength, nOdd, out);
+    ForwardLanes<kL>(x, nStride, nLength, nOdd, out);
 }
+template <int kL>
 void InverseLanesBaseline(const double* in, Idx nStride, int nLowCount, int nOdd, double* out) {
-    InverseLanes(in, nStride, nLowCount, nOdd, out);
+    InverseLanes<kL>(in, nStride, nLowCount, nOdd, out);
 }
 #if ZETDIP_HAS_AVX2_PATH
+template <int kL>
 ZETDIP_TARGET_AVX2 void ForwardLanesAvx2(const double* x, Idx nStride, int nLength, int nOdd,
                                          double* out) {
-    ForwardLanes(x, nStride, nLength, nOdd, out);
+    ForwardLanes<kL>(x, nStride, nLength, nOdd, out);
 }
+template <int kL>
 ZETDIP_TARGET_AVX2 void InverseLanesAvx2(const double* in, Idx nStride, int nLowCount, int nOdd,
                                          double* out) {
-    InverseLanes(in, nStride, nLowCount, nOdd, out);
+    InverseLanes<kL>(in, nStride, nLowCount, nOdd, out);
 }
+#endif
+
+// The unguarded one-run bodies, for the baseline processor and with AVX2.
+void ForwardRunBaseline(const double* x, int nLength, int nOdd, double* out) {
+    Forward<false>(x, nLength, nOdd, out);
+}
+void InverseRunBaseline(const double* in, int nLowCount, int nOdd, double* out) {
+    InverseGathered(in, nLowCount, nOdd, out);
+}
+#if ZETDIP_HAS_AVX2_PATH
+ZETDIP_TARGET_AVX2 void ForwardRunAvx2(const double* x, int nLength, int nOdd, double* out) {
+    Forward<false>(x, nLength, nOdd, out);
+}
+ZETDIP_TARGET_AVX2 void InverseRunAvx2(const double* in, int nLowCount, int nOdd, double* out) {
+    InverseGathered(in, nLowCount, nOdd, out);
+}
+#endif
+
+using LanesFn = void (*)(const double*, Idx, int, int, double*);
+
+// The kernel of one lane count and path; null for a lane count not built.
+template <template <int> class Pick>
+LanesFn ForLanes(int nLanes) {
+    switch (nLanes) {
+        case kWaveletLanes:
+            return Pick<kWaveletLanes>::Get();
+        case kWaveletNarrowLanes:
+            return Pick<kWaveletNarrowLanes>::Get();
+        default:
+            return nullptr;
+    }
+}
+
+template <int kL>
+struct ForwardPick {
+    static LanesFn Get() { return ForwardLanesBaseline<kL>; }
+};
+template <int kL>
+struct InversePick {
+    static LanesFn Get() { return InverseLanesBaseline<kL>; }
+};
+#if ZETDIP_HAS_AVX2_PATH
+template <int kL>
+struct ForwardPickAvx2 {
+    static LanesFn Get() { return ForwardLanesAvx2<kL>; }
+};
+template <int kL>
+struct InversePickAvx2 {
+    static LanesFn Get() { return InverseLanesAvx2<kL>; }
+};
 #endif
 
 }  // namespace
@@ -236,38 +384,46 @@ bool WaveletInverseLanesFit(int nLowCount, int nOdd) {
     return (nOdd == 0 || nOdd == 1) && nLowCount >= 4 + nOdd;
 }
 
+bool WaveletLaneCountBuilt(int nLanes) {
+    return ForLanes<ForwardPick>(nLanes) != nullptr;
+}
+
 void WaveletForwardLanes(const double* x, std::ptrdiff_t nStride, int nLength, int nOdd,
-                         double* out, VectorPath path) {
+                         double* out, VectorPath path, int nLanes) {
+    LanesFn f = ForLanes<ForwardPick>(nLanes);
 #if ZETDIP_HAS_AVX2_PATH
-    if (ResolvePath(path) == VectorPath::kAvx2)
-        return ForwardLanesAvx2(x, nStride, nLength, nOdd, out);
+    if (ResolvePath(path) == VectorPath::kAvx2) f = ForLanes<ForwardPickAvx2>(nLanes);
 #endif
     (void)path;
-    ForwardLanesBaseline(x, nStride, nLength, nOdd, out);
+    if (f) f(x, nStride, nLength, nOdd, out);
 }
 
 void WaveletInverseLanes(const double* in, std::ptrdiff_t nStride, int nLowCount, int nOdd,
-                         double* out, VectorPath path) {
+                         double* out, VectorPath path, int nLanes) {
+    LanesFn f = ForLanes<InversePick>(nLanes);
 #if ZETDIP_HAS_AVX2_PATH
-    if (ResolvePath(path) == VectorPath::kAvx2)
-        return InverseLanesAvx2(in, nStride, nLowCount, nOdd, out);
+    if (ResolvePath(path) == VectorPath::kAvx2) f = ForLanes<InversePickAvx2>(nLanes);
 #endif
     (void)path;
-    InverseLanesBaseline(in, nStride, nLowCount, nOdd, out);
+    if (f) f(in, nStride, nLowCount, nOdd, out);
 }
 
-void WaveletForwardInto(const double* x, int nLength, int nOdd, double* out) {
-    if (WaveletLanesFit(nLength, nOdd))
-        Forward<false>(x, nLength, nOdd, out);
-    else
-        Forward<true>(x, nLength, nOdd, out);
+void WaveletForwardInto(const double* x, int nLength, int nOdd, double* out, VectorPath path) {
+    if (!WaveletLanesFit(nLength, nOdd)) return Forward<true>(x, nLength, nOdd, out);
+#if ZETDIP_HAS_AVX2_PATH
+    if (ResolvePath(path) == VectorPath::kAvx2) return ForwardRunAvx2(x, nLength, nOdd, out);
+#endif
+    (void)path;
+    ForwardRunBaseline(x, nLength, nOdd, out);
 }
 
-void WaveletInverseInto(const double* in, int nLowCount, int nOdd, double* out) {
-    if (WaveletInverseLanesFit(nLowCount, nOdd))
-        Inverse<false>(in, nLowCount, nOdd, out);
-    else
-        Inverse<true>(in, nLowCount, nOdd, out);
+void WaveletInverseInto(const double* in, int nLowCount, int nOdd, double* out, VectorPath path) {
+    if (!WaveletInverseLanesFit(nLowCount, nOdd)) return Inverse<true>(in, nLowCount, nOdd, out);
+#if ZETDIP_HAS_AVX2_PATH
+    if (ResolvePath(path) == VectorPath::kAvx2) return InverseRunAvx2(in, nLowCount, nOdd, out);
+#endif
+    (void)path;
+    InverseRunBaseline(in, nLowCount, nOdd, out);
 }
 
 bool WaveletForward(double* pData, int nLength, int nOdd) {

@@ -47,14 +47,17 @@ inline constexpr double kSynthesisEdge[2][8] = {
 // Short runs (nLength - nOdd < 11) and an nOdd other than 0 or 1: terms that
 // would read outside x are dropped and rows whose slot lies outside out are
 // skipped; rows that overlap add into the same slots, one term at a time.
-void WaveletForwardInto(const double* x, int nLength, int nOdd, double* out);
+// path selects the instruction set of runs taken without guards (core/cpu.h).
+void WaveletForwardInto(const double* x, int nLength, int nOdd, double* out,
+                        VectorPath path = VectorPath::kAuto);
 
 // Inverse of a run of nLowCount low-pass values followed by nLowCount - nOdd
 // high-pass values, added into out[0 .. 2 * nLowCount - nOdd - 1] (zero-filled,
 // distinct from in). Short runs (fewer than 4 high-pass values) and an nOdd
 // other than 0 or 1: rows of coefficients that do not exist are skipped and
 // contributions that would fall outside the run are dropped.
-void WaveletInverseInto(const double* in, int nLowCount, int nOdd, double* out);
+void WaveletInverseInto(const double* in, int nLowCount, int nOdd, double* out,
+                        VectorPath path = VectorPath::kAuto);
 
 // In-place forward transform with one scratch run per call. False (pData
 // untouched) when the scratch cannot be had, which includes nLength < 0.
@@ -65,20 +68,27 @@ bool WaveletForward(double* pData, int nLength, int nOdd);
 // includes an N that is negative or beyond the int range.
 bool WaveletInverse(double* pData, int nLowCount, int nOdd);
 
-// The same transforms on kWaveletLanes adjacent columns at once: the run of
-// lane l is x[i * nStride + l]; out holds the results row by row (kWaveletLanes
-// values per row, zero-filled by the caller). Every lane sees the operations
-// of the one-run transform in the same order. Only for runs the one-run
-// transform takes without guards: nOdd 0 or 1 and nLength >= 11 + nOdd
-// (forward), nLowCount >= 4 + nOdd (inverse).
-inline constexpr int kWaveletLanes = 16;
+// The same transforms on nLanes adjacent columns at once: the run of lane l
+// is x[i * nStride + l]; out holds the results row by row (nLanes values per
+// row, zero-filled by the caller). Every lane sees the operations of the
+// one-run transform in the same order. Only for runs the one-run transform
+// takes without guards: nOdd 0 or 1 and nLength >= 11 + nOdd (forward),
+// nLowCount >= 4 + nOdd (inverse). The lane counts built are kWaveletLanes
+// (wide column blocks: a block's row spans 2 KB, so the column pass streams
+// through the image instead of touching a new page every few values) and
+// kWaveletNarrowLanes (the columns left over); another count writes nothing.
+inline constexpr int kWaveletLanes = 64;
+inline constexpr int kWaveletNarrowLanes = 16;
+bool WaveletLaneCountBuilt(int nLanes);
 bool WaveletLanesFit(int nLength, int nOdd);
 bool WaveletInverseLanesFit(int nLowCount, int nOdd);
 // path selects the instruction set (core/cpu.h); every path gives the same values.
 void WaveletForwardLanes(const double* x, std::ptrdiff_t nStride, int nLength, int nOdd,
-                         double* out, VectorPath path = VectorPath::kAuto);
+                         double* out, VectorPath path = VectorPath::kAuto,
+                         int nLanes = kWaveletLanes);
 void WaveletInverseLanes(const double* in, std::ptrdiff_t nStride, int nLowCount, int nOdd,
-                         double* out, VectorPath path = VectorPath::kAuto);
+                         double* out, VectorPath path = VectorPath::kAuto,
+                         int nLanes = kWaveletLanes);
 
 }  // namespace zetdip::detail
 

@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <tuple>
 #include <vector>
 
 #include "DipFilters.h"
+#include "breast/breast_mask.h"
 #include "phantom.h"
 #include "support/images.h"
 #include "support/phantom_metrics.h"
@@ -114,6 +116,28 @@ TEST(BreastMask, SideIsWrittenOnlyBySixteenBitAndOnlyToRight) {
     ASSERT_TRUE(CDipFilters::CreateMaskOfBreast(Bytes(left.image), Bytes(mask), 16, 12, left.nWidth,
                                                 left.nHeight, bSide, 0.1));
     EXPECT_TRUE(bSide);
+}
+
+// The upward patch, 64 columns at a time, against the literal walk up each column, on
+// random edge images with long vertical runs; ranges that start and end inside a strip.
+TEST(BreastMask, UpwardPatchMatchesColumnWalk) {
+    const int w = 203, h = 40;
+    for (std::uint32_t seed : {1u, 2u, 3u}) {
+        auto edge = zetdip::test::RandomImage<unsigned short>(w, h, 0, 9, seed);
+        for (auto& v : edge) v = v == 0 ? 0 : 4095;  // one zero in ten ends a walk
+        auto dst = zetdip::test::RandomImage<unsigned short>(w, h, 0, 1, seed + 10);
+        for (auto [nRow, x0, x1] :
+             {std::tuple{h - 2, 0, w}, {20, 5, 131}, {0, 63, 65}, {9, 7, 7}}) {
+            auto expected = dst, out = dst;
+            for (int x = x0; x < x1; ++x) {
+                if (expected[(nRow + 1) * w + x] == 0) continue;
+                for (int y = nRow; y >= 1 && edge[y * w + x] != 0; --y) expected[y * w + x] = 4095;
+            }
+            zetdip::detail::PatchUpward<unsigned short>(edge.data(), out.data(), w, nRow, x0, x1,
+                                                        4095);
+            EXPECT_EQ(out, expected) << seed << ' ' << nRow << ' ' << x0;
+        }
+    }
 }
 
 TEST(BreastMask, UndecidedImageIsFilled) {

@@ -6,6 +6,7 @@
 #include <numeric>
 #include <vector>
 
+#include "core/cpu.h"
 #include "filters/convolution.h"
 #include "support/filters_reference.h"
 #include "support/images.h"
@@ -47,6 +48,49 @@ TYPED_TEST(Engine, MatchesColumnByColumnReferenceInPlaceAndNot) {
             << n << " " << w << "x" << hgt;
         Convolve(src.data(), k.data(), n, fDivisor, nOffset, src.data(), w, hgt, depth);
         EXPECT_EQ(src, expected) << "in place " << n << " " << w << "x" << hgt;
+    }
+}
+
+// The fused runs (at most nine non-zero taps; int sums for whole weights up to the bound) on
+// every path, against the literal engine: weights at and just past the int bound, fractional
+// weights, sparse and dense 5 x 5 kernels, on random, saturated and two-level images wider
+// than one run.
+TYPED_TEST(Engine, FusedRunsMatchReferenceOnEveryPathAndContent) {
+    using T = TypeParam;
+    const EngineDepth depth = sizeof(T) == 1 ? Engine8() : Engine16(12);
+    const int nMax = sizeof(T) == 1 ? 255 : 65535;  // 16-bit samples beyond the bits stored too
+    const int w = 517, hgt = 7;
+    std::vector<std::vector<T>> images = {RandomImage<T>(w, hgt, 0, nMax, 11),
+                                          std::vector<T>(w * hgt, static_cast<T>(nMax))};
+    images.push_back(images[0]);
+    for (auto& v : images.back()) v = v % 2 ? static_cast<T>(nMax) : T(0);
+    const float fBound = static_cast<float>(conv::kMaxIntegerWeight);
+    std::vector<std::pair<int, std::vector<float>>> kernels = {
+        {3, {fBound, -fBound, fBound, -fBound, fBound, -fBound, fBound, -fBound, fBound}},
+        {3, {fBound + 1, -fBound, fBound, 0, fBound, -fBound, fBound, -fBound, fBound}},
+        {3, std::vector<float>(9, fBound)},  // the largest int sum
+        {3, {1, 1, 1, 1, 1, 1, 1, 1, 1}},
+        {3, {0, -10, -10, 10, 0, -10, 10, 10, 0}},
+        {3, {0.5f, -1.25f, 3, 0, 1, 0, 2, 0.1f, -7}},
+        {5, std::vector<float>(25, 0.0f)},
+        {5, RandomImage<float>(5, 5, -2000, 2000, 5)}};
+    auto& sparse = kernels[6].second;
+    for (int k : {0, 3, 7, 12, 13, 17, 21, 24}) sparse[k] = static_cast<float>(k * 97 - 1200);
+    for (VectorPath path : {VectorPath::kBaseline, VectorPath::kAvx2}) {
+        if (!VectorPathAvailable(path)) continue;
+        for (std::size_t i = 0; i < images.size(); ++i)
+            for (const auto& [n, k] : kernels)
+                for (auto [fDivisor, nOffset] : {std::pair{1.0f, 2048}, {9.0f, 0}, {-3.5f, 70}}) {
+                    auto src = images[i], expected = src, out = src;
+                    ReferenceConvolve(expected.data(), k.data(), n, fDivisor, nOffset, src.data(),
+                                      w, hgt, depth.nMax, sizeof(T) == 2);
+                    Convolve(out.data(), k.data(), n, fDivisor, nOffset, src.data(), w, hgt, depth,
+                             path);
+                    EXPECT_EQ(out, expected) << i << ' ' << k[0] << ' ' << fDivisor;
+                    Convolve(src.data(), k.data(), n, fDivisor, nOffset, src.data(), w, hgt, depth,
+                             path);
+                    EXPECT_EQ(src, expected) << "in place " << i << ' ' << k[0];
+                }
     }
 }
 

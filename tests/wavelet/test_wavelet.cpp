@@ -151,43 +151,65 @@ TEST(WaveletTransform, MatchesReferenceBitForBitAtEveryLength) {
         }
 }
 
-TEST(WaveletTransform, LanesMatchOneRunAtATime) {
-    // The lanes of a wider matrix, from its third column, against each column alone.
-    const int nLanes = kWaveletLanes, nStride = nLanes + 3;
+TEST(WaveletTransform, EveryPathOfTheUnguardedRunsMatchesReference) {
     for (VectorPath path : {VectorPath::kBaseline, VectorPath::kAvx2}) {
         if (!VectorPathAvailable(path)) continue;
-        for (int n = 11; n <= 75; ++n)
+        for (int n : {11, 12, 13, 22, 23, 64, 101, 3328})
             for (int nOdd : {0, 1}) {
-                const Vec m = RandomRun(n * nStride, 300 + n);
+                const Vec x = RandomRun(n, 400 + n);
+                Vec out(x.size(), 0.0);
+                WaveletForwardInto(x.data(), n, nOdd, out.data(), path);
+                EXPECT_EQ(out, ReferenceForward(x, nOdd)) << n << ' ' << nOdd;
                 const int nLow = (n + nOdd) / 2;
-                for (bool bForward : {true, false}) {
-                    if (bForward ? !WaveletLanesFit(n, nOdd)
-                                 : !WaveletInverseLanesFit(nLow, nOdd) || 2 * nLow - nOdd != n)
-                        continue;
-                    Vec out(static_cast<std::size_t>(n) * nLanes, 0.0);
-                    if (bForward)
-                        WaveletForwardLanes(m.data() + 2, nStride, n, nOdd, out.data(), path);
-                    else
-                        WaveletInverseLanes(m.data() + 2, nStride, nLow, nOdd, out.data(), path);
-                    for (int l = 0; l < nLanes; ++l) {
-                        Vec run(n), lane(n);
-                        for (int i = 0; i < n; ++i) {
-                            run[i] = m[static_cast<std::size_t>(i) * nStride + 2 + l];
-                            lane[i] = out[static_cast<std::size_t>(i) * nLanes + l];
-                        }
-                        EXPECT_EQ(lane,
-                                  bForward ? Transformed(run, nOdd) : Transformed(run, nOdd, nLow))
-                            << n << ' ' << nOdd << ' ' << bForward << ' ' << l;
-                    }
-                }
+                if (2 * nLow - nOdd != n || !WaveletInverseLanesFit(nLow, nOdd)) continue;
+                std::fill(out.begin(), out.end(), 0.0);
+                WaveletInverseInto(x.data(), nLow, nOdd, out.data(), path);
+                EXPECT_EQ(out, ReferenceInverse(x, nLow, nOdd)) << n << ' ' << nOdd;
             }
     }
+}
+
+TEST(WaveletTransform, LanesMatchOneRunAtATime) {
+    // The lanes of a wider matrix, from its third column, against each column alone.
+    for (int nLanes : {kWaveletLanes, kWaveletNarrowLanes})
+        for (VectorPath path : {VectorPath::kBaseline, VectorPath::kAvx2}) {
+            const int nStride = nLanes + 3;
+            if (!VectorPathAvailable(path)) continue;
+            for (int n = 11; n <= 75; ++n)
+                for (int nOdd : {0, 1}) {
+                    const Vec m = RandomRun(n * nStride, 300 + n);
+                    const int nLow = (n + nOdd) / 2;
+                    for (bool bForward : {true, false}) {
+                        if (bForward ? !WaveletLanesFit(n, nOdd)
+                                     : !WaveletInverseLanesFit(nLow, nOdd) || 2 * nLow - nOdd != n)
+                            continue;
+                        Vec out(static_cast<std::size_t>(n) * nLanes, 0.0);
+                        if (bForward)
+                            WaveletForwardLanes(m.data() + 2, nStride, n, nOdd, out.data(), path,
+                                                nLanes);
+                        else
+                            WaveletInverseLanes(m.data() + 2, nStride, nLow, nOdd, out.data(), path,
+                                                nLanes);
+                        for (int l = 0; l < nLanes; ++l) {
+                            Vec run(n), lane(n);
+                            for (int i = 0; i < n; ++i) {
+                                run[i] = m[static_cast<std::size_t>(i) * nStride + 2 + l];
+                                lane[i] = out[static_cast<std::size_t>(i) * nLanes + l];
+                            }
+                            EXPECT_EQ(lane, bForward ? Transformed(run, nOdd)
+                                                     : Transformed(run, nOdd, nLow))
+                                << n << ' ' << nOdd << ' ' << bForward << ' ' << l << ' ' << nLanes;
+                        }
+                    }
+                }
+        }
 }
 
 TEST(WaveletDecomposition, LevelGeometryAndCoefficientsOfBothDepthsMatchReference) {
     // {width, height, levels, low width, low height}; below 16 no level is performed.
     const int cases[][5] = {{512, 512, 4, 32, 32}, {40, 100, 2, 10, 25}, {63, 40, 2, 16, 10},
                             {67, 33, 2, 17, 9},    {16, 17, 1, 8, 9},    {1, 1, 0, 1, 1},
+                            {100, 90, 3, 13, 12},  // wide and narrow column blocks, one by one
                             {3, 1, 0, 3, 1},       {15, 100, 0, 15, 100}};
     for (auto [nW, nH, nLevels, nLowW, nLowH] : cases) {
         auto image = RandomImage<unsigned char>(nW, nH, 0, 255, nW);
@@ -198,6 +220,53 @@ TEST(WaveletDecomposition, LevelGeometryAndCoefficientsOfBothDepthsMatchReferenc
             EXPECT_EQ(std::pair(p.widthOdd[k], p.heightOdd[k]), std::pair(w % 2, h % 2)) << k;
         EXPECT_EQ(p.coef, ReferenceDecompose(Vec(image.begin(), image.end()), nW, nH));
         EXPECT_EQ(Pyramid(words, nW, nH).coef, p.coef);  // no scaling in either depth
+    }
+}
+
+// Reconstruction's coefficients: the bands cleared as the library does, then
+// the reference inverse on the columns, then the rows, of each band.
+Vec ReferenceReconstruct(Vec m, int nWidth, const Pyramid& p, int nKeepA, int nKeepB) {
+    auto zero = [&](int r0, int r1, int c0, int c1) {
+        for (int r = r0; r < r1; ++r)
+            for (int c = c0; c < c1; ++c) m[static_cast<std::size_t>(r) * nWidth + c] = 0.0;
+    };
+    const int nHeight = static_cast<int>(m.size()) / nWidth;
+    for (int k = p.nLevels - 1, w = p.nLowW, h = p.nLowH; k >= 0; --k) {
+        const int nW = 2 * w - p.widthOdd[k], nH = 2 * h - p.heightOdd[k];
+        if (k == p.nLevels - 1) zero(0, h, 0, w);
+        if (k != nKeepA && k != nKeepB) zero(h, nH, 0, nWidth), zero(0, nHeight, w, nW);
+        for (int l = 0; l < nW + nH; ++l) {  // columns 0 .. nW-1, then rows 0 .. nH-1
+            const bool bColumn = l < nW;
+            const int nRun = bColumn ? nH : nW, d = bColumn ? nWidth : 1;
+            const int p0 = bColumn ? l : (l - nW) * nWidth;
+            Vec run(nRun);
+            for (int i = 0; i < nRun; ++i) run[i] = m[p0 + i * d];
+            run = ReferenceInverse(run, bColumn ? h : w, bColumn ? p.heightOdd[k] : p.widthOdd[k]);
+            for (int i = 0; i < nRun; ++i) m[p0 + i * d] = run[i];
+        }
+        w = nW, h = nH;
+    }
+    return m;
+}
+
+TEST(WaveletReconstruction, CoefficientsOfBothDepthsMatchReference) {
+    // 100 x 90 takes wide and narrow column blocks and single columns.
+    for (auto [nW, nH, nKeepA, nKeepB] :
+         {std::tuple{100, 90, 0, 2}, {67, 33, 1, 1}, {64, 64, 0, 1}}) {
+        auto image = RandomImage<unsigned char>(nW, nH, 0, 255, 7 * nW);
+        std::vector<unsigned short> words(image.begin(), image.end());
+        Pyramid p8(image, nW, nH), p16(words, nW, nH);
+        const Vec expected = ReferenceReconstruct(p8.coef, nW, p8, nKeepA, nKeepB);
+        Bytes8 out8(image.size());
+        std::vector<unsigned short> out16(image.size());
+        EXPECT_TRUE(CDipWavelet::ApplyWaveletReconstruction(p8.coef.data(), out8.data(), 8, 8, nW,
+                                                            nH, nKeepA, nKeepB, p8.nLowW, p8.nLowH,
+                                                            p8.widthOdd, p8.heightOdd, p8.nLevels));
+        EXPECT_TRUE(CDipWavelet::ApplyWaveletReconstruction(
+            p16.coef.data(), Bytes(out16), 16, 12, nW, nH, nKeepA, nKeepB, p16.nLowW, p16.nLowH,
+            p16.widthOdd, p16.heightOdd, p16.nLevels));
+        EXPECT_EQ(p8.coef, expected) << nW;
+        EXPECT_EQ(p16.coef, expected) << nW;
     }
 }
 
