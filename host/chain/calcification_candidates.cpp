@@ -332,16 +332,22 @@ CandidateImages SelectCandidates(const CandidateResponse& r, double dThreshold, 
             out.candidates.push_back({x, y, zc});
         }
 
-    // Peaks under the threshold stay only beside one at it.
+    // Peaks under the threshold stay only beside one at it. The peaks were
+    // found in row-major order, so the strong ones are sorted by row and only
+    // those in the rows within reach are looked at.
     std::vector<Candidate> strong;
     for (const Candidate& k : out.candidates)
         if (k.z >= dThreshold) strong.push_back(k);
     const double dContext = kContextMm / r.dPixelSize;
+    const int nReach = static_cast<int>(dContext);
     std::size_t nKept = 0;
     for (const Candidate& k : out.candidates) {
         bool bKeep = k.z >= dThreshold;
-        for (std::size_t j = 0; j < strong.size() && !bKeep; ++j)
-            bKeep = std::hypot(strong[j].x - k.x, strong[j].y - k.y) <= dContext;
+        auto it = std::lower_bound(strong.begin(), strong.end(), k.y - nReach,
+                                   [](const Candidate& c, int y) { return c.y < y; });
+        for (; it != strong.end() && it->y <= k.y + nReach && !bKeep; ++it)
+            bKeep =
+                std::abs(it->x - k.x) <= nReach && std::hypot(it->x - k.x, it->y - k.y) <= dContext;
         if (!bKeep) {
             ++out.counts.nAlone;
             continue;
