@@ -29,8 +29,8 @@ namespace zetdip::cad {
 using namespace zetdip::host;
 
 EvaluateArgs::EvaluateArgs()
-    : dDefault(kDefaultCandidateThreshold), thresholds{3.6, 3.8, 4.0, 4.1, 4.2,
-                                                       4.3, 4.5, 5.0, 5.5, 6.0} {}
+    : dDefault(kDefaultCandidateThreshold), thresholds{4.0, 4.5, 5.0, 5.2, 5.5,
+                                                       5.8, 6.0, 6.5, 7.0} {}
 
 namespace {
 

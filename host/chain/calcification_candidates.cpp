@@ -8,10 +8,12 @@ namespace zetdip::host {
 namespace {
 
 // Band of a microcalcification: the small Gaussian keeps spots down to
-// 0.1 mm, the large one is the local background a spot of up to 1 mm stands
-// out from.
+// 0.1 mm; the large one is the local background a spot stands out from.
+// Tissue has structure at every scale, and a background taken close to the
+// spot removes more of it: the nearer one serves the small spots, the farther
+// one those of up to 1 mm, and each answer counts in its own noise.
 constexpr double kInnerSigmaMm = 0.1;
-constexpr double kOuterSigmaMm = 0.5;
+constexpr double kOuterSigmasMm[] = {0.3, 0.5};
 // Below this many pixels a Gaussian is no smoothing at all.
 constexpr double kMinSigmaPx = 0.6;
 // Tiles over which the noise of the band is measured.
@@ -26,6 +28,13 @@ constexpr double kMaxMomentRatio = 9.0;
 constexpr double kPeakSpacingMm = 0.6;
 // Floor of the noise, grey levels: a flat image has no noise to divide by.
 constexpr double kNoiseFloor = 0.5;
+// A microcalcification seldom comes alone: a peak down to this fraction of
+// the threshold is a candidate too when a peak at the threshold lies within
+// this distance. Noise peaks that weak are common, but rarely beside a strong
+// one. The fraction stays above 0.742, where the library's stretch of the
+// grey image turns a centre dark.
+constexpr double kContextFraction = 0.75;
+constexpr double kContextMm = 3.0;
 
 int Px(double dMm, double dPixelSize) {
     return static_cast<int>(std::lround(dMm / dPixelSize));
@@ -190,22 +199,31 @@ CandidateResponse ComputeCandidateResponse(const unsigned short* pImage,
     std::vector<float> image(n);
     for (std::size_t i = 0; i < n; ++i) image[i] = static_cast<float>(pImage[i]);
     const double s1 = std::max(kMinSigmaPx, kInnerSigmaMm / dPixelSize);
-    const double s2 = std::max(2.0 * s1, kOuterSigmaMm / dPixelSize);
-    std::vector<float> band = GaussianBlur(image, W, H, s1);
-    {
-        const std::vector<float> background = GaussianBlur(image, W, H, s2);
-        for (std::size_t i = 0; i < n; ++i) band[i] -= background[i];
-    }
+    const std::vector<float> spot = GaussianBlur(image, W, H, s1);
+    double dReach = 0.0;
+    for (double dOuterMm : kOuterSigmasMm)
+        dReach = std::max(dReach, std::max(2.0 * s1, dOuterMm / dPixelSize));
     std::vector<unsigned char> mask(n, 1);
     if (pMask != nullptr)
         for (std::size_t i = 0; i < n; ++i) mask[i] = pMask[i] != 0;
-    // The background Gaussian reaches 3 sigma: nearer the mask's edge the
+    // The background Gaussians reach 3 sigma: nearer the mask's edge the
     // skin line itself answers.
-    r.area = Erode(mask, W, H, static_cast<int>(std::ceil(3.0 * s2)));
-    r.noise = LocalNoise(band, r.area, W, H, dPixelSize);
+    r.area = Erode(mask, W, H, static_cast<int>(std::ceil(3.0 * dReach)));
     r.z.assign(n, 0.0f);
-    for (std::size_t i = 0; i < n; ++i)
-        if (r.area[i]) r.z[i] = static_cast<float>(band[i] / r.noise[i]);
+    bool bFirst = true;
+    for (double dOuterMm : kOuterSigmasMm) {
+        const double s2 = std::max(2.0 * s1, dOuterMm / dPixelSize);
+        std::vector<float> band = GaussianBlur(image, W, H, s2);
+        for (std::size_t i = 0; i < n; ++i) band[i] = spot[i] - band[i];
+        std::vector<float> noise = LocalNoise(band, r.area, W, H, dPixelSize);
+        for (std::size_t i = 0; i < n; ++i) {
+            if (!r.area[i]) continue;
+            const float z = static_cast<float>(band[i] / noise[i]);
+            r.z[i] = bFirst ? z : std::max(r.z[i], z);
+        }
+        if (bFirst) r.noise = std::move(noise);
+        bFirst = false;
+    }
     return r;
 }
 
@@ -230,6 +248,7 @@ CandidateImages SelectCandidates(const CandidateResponse& r, double dThreshold, 
         out.grey[i] = static_cast<unsigned short>(std::clamp(v, 0.0, static_cast<double>(nMax)));
     }
 
+    const double dFloor = kContextFraction * dThreshold;
     const int nSide = CandidateBlobSide(r.dPixelSize);
     const int nSpacing = std::max(nSide + 1, Px(kPeakSpacingMm, r.dPixelSize));
     const int nHalf = std::max(2, Px(kRegionHalfMm, r.dPixelSize));
@@ -238,7 +257,7 @@ CandidateImages SelectCandidates(const CandidateResponse& r, double dThreshold, 
     for (int y = 0; y < H; ++y)
         for (int x = 0; x < W; ++x) {
             const float zc = r.z[static_cast<std::size_t>(y) * W + x];
-            if (!(zc >= dThreshold)) continue;
+            if (!(zc >= dFloor)) continue;
             // A peak is above every pixel within the spacing; of equal ones
             // the first in row-major order.
             bool bPeak = true;
@@ -311,12 +330,36 @@ CandidateImages SelectCandidates(const CandidateResponse& r, double dThreshold, 
                 }
             }
             out.candidates.push_back({x, y, zc});
-            const int x0 = x - nSide / 2, y0 = y - nSide / 2;
-            for (int yy = std::max(0, y0); yy < std::min(H, y0 + nSide); ++yy)
-                for (int xx = std::max(0, x0); xx < std::min(W, x0 + nSide); ++xx)
-                    out.binary[static_cast<std::size_t>(yy) * W + xx] =
-                        static_cast<unsigned short>(nMax);
         }
+
+    // Peaks under the threshold stay only beside one at it. The peaks were
+    // found in row-major order, so the strong ones are sorted by row and only
+    // those in the rows within reach are looked at.
+    std::vector<Candidate> strong;
+    for (const Candidate& k : out.candidates)
+        if (k.z >= dThreshold) strong.push_back(k);
+    const double dContext = kContextMm / r.dPixelSize;
+    const int nReach = static_cast<int>(dContext);
+    std::size_t nKept = 0;
+    for (const Candidate& k : out.candidates) {
+        bool bKeep = k.z >= dThreshold;
+        auto it = std::lower_bound(strong.begin(), strong.end(), k.y - nReach,
+                                   [](const Candidate& c, int y) { return c.y < y; });
+        for (; it != strong.end() && it->y <= k.y + nReach && !bKeep; ++it)
+            bKeep =
+                std::abs(it->x - k.x) <= nReach && std::hypot(it->x - k.x, it->y - k.y) <= dContext;
+        if (!bKeep) {
+            ++out.counts.nAlone;
+            continue;
+        }
+        out.candidates[nKept++] = k;
+        const int x0 = k.x - nSide / 2, y0 = k.y - nSide / 2;
+        for (int yy = std::max(0, y0); yy < std::min(H, y0 + nSide); ++yy)
+            for (int xx = std::max(0, x0); xx < std::min(W, x0 + nSide); ++xx)
+                out.binary[static_cast<std::size_t>(yy) * W + xx] =
+                    static_cast<unsigned short>(nMax);
+    }
+    out.candidates.resize(nKept);
     out.counts.nCandidates = static_cast<long long>(out.candidates.size());
     return out;
 }

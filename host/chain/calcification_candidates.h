@@ -4,12 +4,16 @@
 //
 // A microcalcification is a bright spot of about 0.1 to 1 mm on a background
 // that varies slowly. A difference of Gaussians tuned to that size answers
-// to it and hardly to the tissue; the answer is divided by a robust estimate
-// of the local noise of the band (the median absolute answer in tiles of a
-// few millimetres), so that one threshold, in multiples of that noise, means
-// the same on film and on digital images, in fat and in dense tissue. Every
-// local peak above the threshold becomes one small square blob, after cheap
-// tests of its size and elongation.
+// to it and hardly to the tissue; it is taken against two backgrounds, a
+// near one that removes most of the tissue's fine structure and a farther
+// one that leaves the larger spots whole. Each answer is divided by a robust
+// estimate of its local noise (the median absolute answer in tiles of a few
+// millimetres), so that one threshold, in multiples of that noise, means the
+// same on film and on digital images, in fat and in dense tissue; the larger
+// of the two is the response. Every local peak above the threshold becomes
+// one small square blob, after cheap tests of its size and elongation; so
+// does a somewhat weaker peak within a few millimetres of such a one, since
+// microcalcifications come in clusters and noise peaks seldom do.
 //
 // Every length is fixed in millimetres and turned into pixels with the pixel
 // size, so the step behaves alike from 0.05 to 0.2 mm per pixel.
@@ -29,13 +33,14 @@ struct CandidateResponse {
     double dPixelSize = 0.0;
     std::vector<float> z;             // answer / local noise; 0 outside the search area
     std::vector<unsigned char> area;  // 1 where a candidate may sit (mask, eroded)
-    std::vector<float> noise;         // local noise of the band, grey levels
+    std::vector<float> noise;         // local noise of the band (near background), grey levels
 };
 
 struct CandidateCounts {
-    long long nPeaks = 0;       // local maxima at or above the threshold
+    long long nPeaks = 0;       // local maxima at or above the context floor (3/4 of the threshold)
     long long nTooLarge = 0;    // their bright region is wider than a microcalcification
     long long nElongated = 0;   // their bright region is a line, not a spot
+    long long nAlone = 0;       // under the threshold with no peak at it nearby
     long long nCandidates = 0;  // blobs written
 };
 
@@ -58,7 +63,7 @@ struct CandidateImages {
 
 // Operating point chosen on the development set of digitised films: the
 // most clusters found at well under one false cluster per image.
-constexpr double kDefaultCandidateThreshold = 4.2;
+constexpr double kDefaultCandidateThreshold = 5.5;
 
 // Band-pass answer in noise multiples of a 16-bit working image (nBitsStored
 // significant bits, dPixelSize mm per pixel). pMask (non-zero inside, may be
@@ -69,8 +74,10 @@ CandidateResponse ComputeCandidateResponse(const unsigned short* pImage,
                                            double dPixelSize);
 
 // Blobs at every peak of at least dThreshold noise multiples that passes
-// the size and shape tests, ready for CDipClustering::ApplyFPRemovalCAD and
-// ApplyClustering at nBitsStored (9..16).
+// the size and shape tests, and at every such peak of at least 3/4 of it
+// within 3 mm of one of the former; ready for
+// CDipClustering::ApplyFPRemovalCAD and ApplyClustering at nBitsStored
+// (9..16).
 CandidateImages SelectCandidates(const CandidateResponse& response, double dThreshold,
                                  int nBitsStored);
 

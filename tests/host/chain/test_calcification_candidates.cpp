@@ -1,7 +1,9 @@
 // The candidate step: the noise estimate on pure noise, one blob per spot
-// at its centre whatever the pixel size, nothing on lines and edges.
+// at its centre whatever the pixel size, weaker spots only beside a strong
+// one, nothing on lines and edges.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 
@@ -117,6 +119,51 @@ TEST(SelectCandidates, OneBlobPerSpotAtEveryPixelSize) {
         const auto& k0 = c.candidates[0];
         EXPECT_GE(c.grey[static_cast<std::size_t>(k0.y) * W + k0.x], static_cast<int>(4096 / 1.41));
     }
+}
+
+// A spot under the threshold is a candidate 2 mm from a strong spot, not
+// on its own 10 mm away; under 3/4 of the threshold not even beside one.
+TEST(SelectCandidates, WeakSpotOnlyBesideAStrongOne) {
+    const double px = 0.1;
+    const int W = 400, H = 200;
+    auto image = Noise(W, H, 1500.0, 10.0, 17);
+    AddSpot(image, W, 100, 100, 3.0, 150.0);  // strong
+    AddSpot(image, W, 120, 100, 3.0, 45.0);   // weak, beside it
+    AddSpot(image, W, 300, 100, 3.0, 45.0);   // weak, alone
+    const auto r = ComputeCandidateResponse(image.data(), nullptr, W, H, px);
+    auto z = [&](int x, int y) {
+        float m = 0.0f;
+        for (int dy = -1; dy <= 1; ++dy)
+            for (int dx = -1; dx <= 1; ++dx)
+                m = std::max(m, r.z[static_cast<std::size_t>(y + dy) * W + x + dx]);
+        return static_cast<double>(m);
+    };
+    const double zStrong = z(100, 100), zNear = z(120, 100), zAlone = z(300, 100);
+    // A threshold above both weak spots and within 4/3 of each.
+    const double dLow = std::max(zNear, zAlone), dHigh = std::min(zNear, zAlone) / 0.75;
+    ASSERT_LT(dLow, dHigh);
+    const double dThreshold = (dLow + dHigh) / 2.0;
+    ASSERT_GE(zStrong, dThreshold);
+    auto near = [](const zetdip::host::Candidate& k, int x, int y) {
+        return std::hypot(k.x - x, k.y - y) <= 1.5;
+    };
+    auto count = [&](const zetdip::host::CandidateImages& c, int x, int y) {
+        int n = 0;
+        for (const auto& k : c.candidates) n += near(k, x, y);
+        return n;
+    };
+    const auto c = SelectCandidates(r, dThreshold, 12);
+    EXPECT_EQ(count(c, 100, 100), 1);
+    EXPECT_EQ(count(c, 120, 100), 1);
+    EXPECT_EQ(count(c, 300, 100), 0);
+    EXPECT_GE(c.counts.nAlone, 1);
+    // Both weak spots under 3/4 of a higher threshold: neither is kept.
+    const double dHigher = dLow / 0.74;
+    ASSERT_LE(dHigher, zStrong);
+    const auto h = SelectCandidates(r, dHigher, 12);
+    EXPECT_EQ(count(h, 100, 100), 1);
+    EXPECT_EQ(count(h, 120, 100), 0);
+    EXPECT_EQ(count(h, 300, 100), 0);
 }
 
 TEST(SelectCandidates, LinesAndEdgesGiveNoCandidates) {

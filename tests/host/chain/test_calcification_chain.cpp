@@ -28,7 +28,7 @@ std::vector<ClusterMark> Detect(const std::vector<unsigned short>& file, int W, 
 
 class InsertedClusters : public ::testing::TestWithParam<bool> {};
 
-// Clusters of 5 to 30 members of 0.1 to 0.6 mm at a rise of 20% of the
+// Clusters of 5 to 30 members of 0.1 to 0.6 mm at a rise of 12% of the
 // local signal, with a label, markers, streaks and grain: every cluster is
 // found and nothing else is marked.
 TEST_P(InsertedClusters, FoundInTheSyntheticBreast) {
@@ -42,7 +42,7 @@ TEST_P(InsertedClusters, FoundInTheSyntheticBreast) {
     for (std::size_t i = 0; i < area.size(); ++i) area[i] = m.truth.breast[i] && !m.truth.muscle[i];
     zetdip::phantom::ClusterOptions co;
     co.dPixelSize = 0.1;
-    co.dContrast = 0.2;
+    co.dContrast = 0.12;
     co.nSeed = po.nSeed * 31u;
     const auto clusters = zetdip::phantom::InsertClusters(m.image, area, m.nWidth, m.nHeight, co);
     ASSERT_EQ(clusters.size(), 3u);
@@ -80,8 +80,8 @@ std::vector<unsigned short> ReadMiasPgm(const std::string& path, int& W, int& H)
 }
 
 // The development set's figure at the default operating point: at least
-// half of its 12 clusters at no more than one false cluster per image.
-TEST(MiasDevelopmentSet, HalfTheClustersAtOneFalseClusterPerImage) {
+// 7 of its 12 clusters at no more than half a false cluster per image.
+TEST(MiasDevelopmentSet, SevenClustersAtHalfAFalseClusterPerImage) {
     const std::string dir = std::string(ZETDIP_SHARED_DATA) + "/mias/";
     std::ifstream probe(dir + "calc_truth.csv");
     if (!probe) GTEST_SKIP() << "no " << dir;
@@ -108,8 +108,8 @@ TEST(MiasDevelopmentSet, HalfTheClustersAtOneFalseClusterPerImage) {
     }
     EXPECT_EQ(total.nImages, 32);
     EXPECT_EQ(total.nClusters, 12);
-    EXPECT_GE(total.nFound, 6);
-    EXPECT_LE(total.FalsePerImage(), 1.0);
+    EXPECT_GE(total.nFound, 7);
+    EXPECT_LE(total.FalsePerImage(), 0.5);
 }
 
 // MG1, a digitised film at 0.05 mm with a label, a marker and bright frame
