@@ -23,6 +23,7 @@
 #include "io/write_image.h"
 #include "phantom.h"
 #include "report/evaluation.h"
+#include "report/overlay.h"
 
 namespace zetdip::cad {
 
@@ -88,22 +89,35 @@ Case ReadCase(const std::string& path, const std::string& name, double dPixelSiz
 
 // The marks of the whole chain as zetdip-cad detect runs it (library mask
 // and host mask, pectoral removal, line searches, candidates, clustering).
-std::vector<Mark> WholeChainMarks(const Case& c, double dThreshold) {
+// With a dump folder, the overlay detect writes (the file's frame, full
+// size) goes there too.
+std::vector<Mark> WholeChainMarks(const Case& c, double dThreshold, const std::string& dumpDir) {
     DetectOptions options;
     options.candidates = BandPassCandidates(dThreshold);
-    DetectionResult result;
-    if (!c.bInserted) {
-        result = Detect(c.asRead, options);
-    } else {
-        Image image = c.asRead;
-        image.bytes.clear();
-        image.nBitsStored = c.nBitsStored;
-        image.words = c.words;
-        result = Detect(image, options);
+    Image inserted;
+    if (c.bInserted) {
+        inserted = c.asRead;
+        inserted.bytes.clear();
+        inserted.nBitsStored = c.nBitsStored;
+        inserted.words = c.words;
+    }
+    const Image& image = c.bInserted ? inserted : c.asRead;
+    const DetectionResult result = Detect(image, options);
+    if (!dumpDir.empty()) {
+        const Picture p = RenderOverlay(image, result, 1);
+        WritePngRgb8((std::filesystem::path(dumpDir) / (c.name + ".overlay.png")).string(),
+                     p.pixels.data(), p.nWidth, p.nHeight);
     }
     std::vector<Mark> marks;
     for (const auto& k : result.clusters) marks.push_back({double(k.x), double(k.y), k.radius});
     return marks;
+}
+
+void PrintCircles(const std::vector<Mark>& marks, const std::vector<TruthCluster>& truth) {
+    for (const auto& t : truth)
+        std::printf("         truth (%.0f, %.0f) r %.0f\n", t.x, t.y, t.dRadius);
+    for (const auto& m : marks)
+        std::printf("         mark (%.0f, %.0f) r %.0f\n", m.x, m.y, m.dRadius);
 }
 
 void Add(FrocPoint& p, const ImageScore& s) {
@@ -142,10 +156,14 @@ void WriteDump(const std::string& dir, const Case& c, const PreparedImage& prepa
 void Evaluate(const Case& c, const EvaluateArgs& a, std::vector<FrocPoint>& froc) {
     if (a.bWholeChain) {
         for (std::size_t k = 0; k < a.thresholds.size(); ++k) {
-            const ImageScore s = ScoreImage(WholeChainMarks(c, a.thresholds[k]), c.truth);
+            const bool bDefault = a.thresholds[k] == a.dDefault;
+            const std::vector<Mark> marks =
+                WholeChainMarks(c, a.thresholds[k], bDefault ? a.dumpDir : std::string());
+            const ImageScore s = ScoreImage(marks, c.truth);
             Add(froc[k], s);
-            if (a.thresholds[k] == a.dDefault)
-                std::printf("%-8s %5d %5d %6d\n", c.name.c_str(), s.nClusters, s.nFound, s.nFalse);
+            if (!bDefault) continue;
+            std::printf("%-8s %5d %5d %6d\n", c.name.c_str(), s.nClusters, s.nFound, s.nFalse);
+            PrintCircles(marks, c.truth);
         }
         std::fflush(stdout);
         return;
@@ -175,8 +193,7 @@ void Evaluate(const Case& c, const EvaluateArgs& a, std::vector<FrocPoint>& froc
             r.counts.nCandidates,
             100.0 * double(prepared.nPectoralPixels) / double(std::max(1LL, prepared.nMaskPixels)),
             warnings.c_str());
-        for (const auto& m : r.marks)
-            std::printf("         mark (%.0f, %.0f) r %.0f\n", m.x, m.y, m.dRadius);
+        PrintCircles(marks, c.truth);
     }
     std::fflush(stdout);
 }

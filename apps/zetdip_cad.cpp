@@ -318,7 +318,8 @@ CLI::App* AddEvaluate(CLI::App& app, zetdip::cad::EvaluateArgs& a) {
         ->capture_default_str();
     sub->add_option("--svg", a.svgPath, "Write the FROC curve(s) as an SVG picture");
     sub->add_option("--dump", a.dumpDir,
-                    "Write each image with its mask and candidates as PNG into this folder")
+                    "Write each image as PNG into this folder: its mask and candidates, or with "
+                    "--whole-chain the overlay detect writes")
         ->check(CLI::ExistingDirectory);
     sub->add_option("--insert", a.contrasts,
                     "Insert clusters of these contrasts (fraction of the local signal) into "
