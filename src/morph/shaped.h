@@ -143,8 +143,10 @@ template <class T>
 bool Dilatation(const T* pSrc, T* pDst, int nWidth, int nHeight) {
     ShapedStage stages[4];
     QuarterStages(false, stages);
+    // Only a completed last pass has its report inverted; scratch that
+    // cannot be had is a failure before any pass, reported as such.
     const bool bDone = ShapedChain(pSrc, pDst, nWidth, nHeight, stages, 4);
-    return DilatationReport<T>::kLastPassInverted ? !bDone : bDone;
+    return DilatationReport<T>::kLastPassInverted ? false : bDone;
 }
 
 // The erosion's quarters, then the dilatation's. 8-bit: the dilatation

@@ -1,6 +1,7 @@
 // Shaped morphology, and the colour and depth refusals of every morphology entry.
 #include <gtest/gtest.h>
 
+#include <new>
 #include <vector>
 
 #include "DipMorphMath.h"
@@ -8,6 +9,27 @@
 #include "morph/shaped.h"
 #include "support/images.h"
 #include "support/morph_reference.h"
+
+namespace {
+// Number of nothrow array allocations still granted; the next one after them
+// yields nothing. Negative: every one is granted.
+int g_nNothrowGranted = -1;
+}  // namespace
+
+// The library takes its scratch through the nothrow array form only, so a
+// refused allocation can be staged here.
+void* operator new[](std::size_t n, const std::nothrow_t&) noexcept {
+    if (g_nNothrowGranted == 0) {
+        g_nNothrowGranted = -1;
+        return nullptr;
+    }
+    if (g_nNothrowGranted > 0) --g_nNothrowGranted;
+    try {
+        return ::operator new[](n);
+    } catch (...) {
+        return nullptr;
+    }
+}
 
 namespace {
 
@@ -113,6 +135,24 @@ TYPED_TEST(Shaped, ChainedPassesMatchWholeImagePasses) {
                     ASSERT_EQ(in, want) << w << "x" << h << " chain " << nChain << " in place";
                 }
             }
+        }
+}
+
+// Scratch that cannot be had: false with pDst untouched, also for the 8-bit
+// dilatation, whose inverted report concerns only its last pass.
+TEST(Shaped, RefusedScratchReportsFalseWritingNothing) {
+    const int w = 9, h = 7;
+    auto src8 = RandomImage<unsigned char>(w, h, 0, 255, 3);
+    auto src16 = RandomImage<unsigned short>(w, h, 0, 4095, 4);
+    for (Entry entry :
+         {M::ApplyErosionCircle, M::ApplyDilatation, M::ApplyOpening, M::ApplyClosing})
+        for (int bits : {8, 12}) {
+            unsigned char* s = bits == 8 ? src8.data() : Bytes(src16);
+            Bytes8 d(bits == 8 ? src8.size() : 2 * src16.size(), 42);
+            g_nNothrowGranted = 0;
+            EXPECT_FALSE(entry(s, d.data(), 8, bits, w, h)) << bits;
+            g_nNothrowGranted = -1;
+            EXPECT_EQ(d, Bytes8(d.size(), 42)) << bits;
         }
 }
 
