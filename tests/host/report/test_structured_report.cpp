@@ -89,14 +89,8 @@ void WriteSourceFixture(const std::string& path, bool bWithStudy = true) {
 
 std::vector<std::string> ErrorLines(const std::string& validatorOutput) {
     std::vector<std::string> errors;
-    std::size_t start = 0;
-    while (start < validatorOutput.size()) {
-        std::size_t end = validatorOutput.find('\n', start);
-        if (end == std::string::npos) end = validatorOutput.size();
-        const std::string line = validatorOutput.substr(start, end - start);
+    for (const std::string& line : zetdip::host::testing::Lines(validatorOutput))
         if (line.rfind("Error", 0) == 0) errors.push_back(line);
-        start = end + 1;
-    }
     return errors;
 }
 
