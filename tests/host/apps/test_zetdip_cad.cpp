@@ -134,7 +134,7 @@ TEST_F(ZetdipCad, EachRefusalIsOneLineAndNoOutput) {
     zetdip::host::WriteDicom(Path("plain.dcm"), plain);
 
     const struct {
-        const char* args;    // after "detect"; --out o --quiet follow unless given
+        const char* args;    // after "detect"; --out o --quiet follow unless --out is given
         const char* prefix;  // of the line after "zetdip-cad: "
         bool bUsage;
     } kCases[] = {
@@ -148,10 +148,10 @@ TEST_F(ZetdipCad, EachRefusalIsOneLineAndNoOutput) {
         {"small.raw --width 20 --height 25 --pixel-size 0.1", "small.raw: ", false},  // too small
         {"plain.dcm --pixel-size 0.1", "plain.dcm: not a mammogram", false},
         {"film.pgm", "film.pgm: no pixel size in the file; pass --pixel-size", false},
-        {"film.pgm missing.pgm --pixel-size 0.2 --quiet --out blocker", "blocker: ", false},
+        {"film.pgm missing.pgm --pixel-size 0.2 --out blocker", "blocker: ", false},
         // A directory under a regular file: what is left to simulate no
         // permission when the tests run as root.
-        {"film.pgm missing.pgm --pixel-size 0.2 --quiet --out blocker/sub", "blocker/sub: ", false},
+        {"film.pgm missing.pgm --pixel-size 0.2 --out blocker/sub", "blocker/sub: ", false},
         {"--pixel-size 0.2", "", true},  // no file
         {"film.pgm --pixel-size 256px", "", true},
         {"film.pgm --pixel-size nan", "", true},
@@ -174,14 +174,15 @@ TEST_F(ZetdipCad, EachRefusalIsOneLineAndNoOutput) {
     for (const auto& c : kCases) {
         fs::remove_all(Path("o"));
         std::string args = std::string("detect ") + c.args;
-        if (args.find("--quiet") == std::string::npos) args += " --out o --quiet";
+        if (args.find("--out") == std::string::npos) args += " --out o --quiet";
         const Outcome r = Cad(args);
         EXPECT_EQ(c.bUsage ? r.code >= 2 : r.code == 1, true) << c.args << ": " << r.code;
         ASSERT_EQ(Lines(r.err).size(), 1u) << c.args << "\n" << r.err;
         EXPECT_EQ(r.err.rfind(std::string("zetdip-cad: ") + c.prefix, 0), 0u) << r.err;
         EXPECT_EQ(r.out, "") << c.args;
         EXPECT_TRUE(Outputs().empty()) << c.args;
-        if (c.bUsage) EXPECT_FALSE(fs::exists(Path("o"))) << c.args;
+        EXPECT_EQ(fs::exists(Path("o")), !c.bUsage && args.find("--out o") != std::string::npos)
+            << c.args;
     }
     EXPECT_EQ(ReadText(Path("blocker")), "x");
     EXPECT_EQ(ReadText(Path("film.pgm")), pgm);
