@@ -50,24 +50,9 @@ int main(int argc, char** argv) {
     unsigned char* pDst = dst.data();
     std::ostream& out = std::cout;
 
-    using Entry = bool (*)(unsigned char*, unsigned char*, int, int, int, int);
-    const struct {
-        const char* name;
-        Entry f;
-    } unary[] = {{"ApplyMean", &CDipFilters::ApplyMean},
-                 {"ApplyGradientNS", &CDipFilters::ApplyGradientNS},
-                 {"ApplyErosionCircle", &CDipMorphMath::ApplyErosionCircle},
-                 {"ApplyOpening", &CDipMorphMath::ApplyOpening},
-                 {"SearchLinesImage", &CDipClustering::SearchLinesImage}};
-    for (const auto& e : unary) {
-        if (op == e.name) {
-            out << e.f(pA, pDst, bpp, bits, w, h) << "\n";
-            Save(dir + "/out.raw", pDst, dst.size());
-            return 0;
-        }
-    }
-
-    if (op == "ApplyGauss") {
+    if (op == "ApplyMean") {
+        out << CDipFilters::ApplyMean(pA, pDst, bpp, bits, w, h);
+    } else if (op == "ApplyGauss") {
         out << CDipFilters::ApplyGauss(pA, pDst, bpp, bits, w, h, static_cast<float>(n(0)));
     } else if (op == "ApplyDOG") {
         out << CDipFilters::ApplyDOG(pA, pDst, bpp, bits, w, h, static_cast<float>(n(0)),

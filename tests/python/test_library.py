@@ -157,7 +157,7 @@ def test_point_lists_are_replaced_in_place():
 
 # ---- identical to the C++ calls ----------------------------------------------
 
-SIZES = [(67, 33), (3, 1), (16, 40)]
+SIZES = [(67, 33), (3, 1)]
 
 
 def call(op, images, bpp, bits, w, h, *numbers):
@@ -167,11 +167,8 @@ def call(op, images, bpp, bits, w, h, *numbers):
                            zetdip.CDipWavelet)
     src = images[0]
     out = np.zeros_like(src)
-    if op in ("ApplyMean", "ApplyGradientNS", "ApplyErosionCircle", "ApplyOpening",
-              "SearchLinesImage"):
-        owner = F if op.startswith("ApplyMean") or op.startswith("ApplyGrad") else (
-            C if op == "SearchLinesImage" else M)
-        return [int(getattr(owner, op)(src, out, bpp, bits, w, h))], out.tobytes()
+    if op == "ApplyMean":
+        return [int(F.ApplyMean(src, out, bpp, bits, w, h))], out.tobytes()
     if op == "ApplyGauss":
         return [int(F.ApplyGauss(src, out, bpp, bits, w, h, numbers[0]))], out.tobytes()
     if op == "ApplyDOG":
@@ -208,9 +205,10 @@ def call(op, images, bpp, bits, w, h, *numbers):
     raise AssertionError(op)
 
 
+# One entry of each shape of binding: image to image, with float, int or
+# structuring-element arguments, a value or an array back, two images in.
 CASES = [
-    ("ApplyMean", ()), ("ApplyGradientNS", ()), ("ApplyErosionCircle", ()), ("ApplyOpening", ()),
-    ("SearchLinesImage", ()), ("ApplyGauss", (0.8,)), ("ApplyDOG", (1.5, 2.0, 0.7, 1.2)),
+    ("ApplyMean", ()), ("ApplyGauss", (0.8,)), ("ApplyDOG", (1.5, 2.0, 0.7, 1.2)),
     ("ApplyStretching", (40, 3000)), ("CalculateThresholdingTHwMD", ()), ("CreateHisto", (11,)),
     ("ApplyErosionWithSE", ()), ("IsOnTheRightOrLeftSideOfTheImage", (0.3,)),
     ("CreateMaskOfBreast", (0, 0.2)), ("ApplyFPRemovalCAD", (1,)),

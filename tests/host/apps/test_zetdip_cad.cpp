@@ -3,18 +3,14 @@
 // leaves. Bad input must give one line "zetdip-cad: <file>: <cause>", a
 // non-zero exit and no output files, and must not stop the other files.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "host/io/temp_dir.h"
+#include "host/fixtures.h"
 #include "io/write_image.h"
 #include "phantom.h"
 
@@ -22,31 +18,14 @@ namespace {
 
 namespace fs = std::filesystem;
 using zetdip::host::testing::Lines;
+using zetdip::host::testing::Outcome;
 using zetdip::host::testing::ReadText;
 using zetdip::host::testing::TempDir;
 
-struct Outcome {
-    int code = -1;
-    std::string out, err;
-};
-
 class ZetdipCad : public ::testing::Test {
 protected:
-    // Runs the program with args (shell words) in the scratch directory.
-    Outcome Cad(const std::string& args) {
-        const std::string cmd = "cd '" + dir_.Dir().string() + "' && '" ZETDIP_CAD_PROGRAM "' " +
-                                args + " >'" + out_ + "' 2>'" + err_ + "'";
-        const int status = std::system(cmd.c_str());
-        Outcome r;
-        r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        r.out = ReadText(out_);
-        r.err = ReadText(err_);
-        return r;
-    }
+    Outcome Cad(const std::string& args) { return zetdip::host::testing::RunCad(dir_, args); }
     std::string Path(const std::string& name) const { return dir_.Path(name); }
-    std::string Write(const std::string& name, const std::string& contents) const {
-        return dir_.Write(name, contents);
-    }
     // Files left in the output directory "o".
     std::vector<std::string> Outputs() const {
         std::vector<std::string> names;
@@ -72,11 +51,10 @@ protected:
             for (const auto& c : m.truth.clusters)
                 if (c.members.size() >= 4)
                     clusters->emplace_back(c.centre.x, m.nHeight - 1 - c.centre.y);
-        return Write(name, pgm);
+        return dir_.Write(name, pgm);
     }
 
     TempDir dir_;
-    std::string out_ = dir_.Path("stdout.txt"), err_ = dir_.Path("stderr.txt");
 };
 
 TEST_F(ZetdipCad, WithoutArgumentsWritesTheSyntheticJobAndSaysWhere) {
@@ -98,16 +76,21 @@ TEST_F(ZetdipCad, HelpAndVersion) {
     EXPECT_NE(r.out.find("zetdip-cad "), std::string::npos);
 }
 
-TEST_F(ZetdipCad, PgmFilmGivesReportOverlayAndStepsWithClustersInTheFileFrame) {
+// One bad file among good ones: its line, exit code 1, and the film's
+// report, overlay and steps with the clusters in the file's frame.
+TEST_F(ZetdipCad, PgmFilmBesideAMissingFileGivesItsResultsInTheFileFrame) {
     std::vector<std::pair<double, double>> truth;
-    const std::string pgm = WritePhantomPgm("film.pgm", &truth);
-    const Outcome r = Cad("detect film.pgm --pixel-size 0.2 --out o --steps");
-    ASSERT_EQ(r.code, 0) << r.err;
+    WritePhantomPgm("film.pgm", &truth);
+    const Outcome r = Cad("detect missing.pgm film.pgm --pixel-size 0.2 --out o --steps --quiet");
+    EXPECT_EQ(r.code, 1);
+    ASSERT_EQ(Lines(r.err).size(), 1u) << r.err;
+    EXPECT_EQ(r.err.rfind("zetdip-cad: missing.pgm: ", 0), 0u) << r.err;
     ASSERT_EQ(Lines(r.out).size(), 1u) << r.out;
     EXPECT_EQ(Lines(r.out)[0].rfind("film.pgm: ", 0), 0u) << r.out;
     for (const char* name : {"film.json", "film.png", "film.mask.png", "film.lines.png",
                              "film.candidates.png", "film.kept.png"})
         EXPECT_TRUE(fs::exists(Path(std::string("o/") + name))) << name;
+    EXPECT_FALSE(fs::exists(Path("o/missing.json")));
 
     const auto report = nlohmann::json::parse(ReadText(Path("o/film.json")));
     EXPECT_EQ(report["schema"], "zetdip-cad/1");
@@ -127,142 +110,121 @@ TEST_F(ZetdipCad, PgmFilmGivesReportOverlayAndStepsWithClustersInTheFileFrame) {
     }
 }
 
-TEST_F(ZetdipCad, BadFilesGiveOneLineEachAndNoOutput) {
-    Write("empty.pgm", "");
-    Write("truncated.pgm", "P5\n64 64\n255\n" + std::string(100, '\x40'));
-    Write("text.pgm", "this is not an image\n");
-    Write("small.raw", std::string(1000, '\0'));
+// Every refusal: one line on stderr naming what failed, a non-zero exit (1
+// for a file, the parser's code for the command line), nothing on stdout and
+// nothing in the output directory; bad options and output directories are
+// refused before the directory is made.
+TEST_F(ZetdipCad, EachRefusalIsOneLineAndNoOutput) {
+    const std::string pgm = ReadText(WritePhantomPgm("film.pgm"));
+    dir_.Write("empty.pgm", "");
+    dir_.Write("truncated.pgm", "P5\n64 64\n255\n" + std::string(100, '\x40'));
+    dir_.Write("text.pgm", "this is not an image\n");
+    dir_.Write("small.raw", std::string(1000, '\0'));
+    dir_.Write("blocker", "x");
     fs::create_directories(Path("folder.pgm"));
-    const std::pair<std::string, std::string> cases[] = {
-        {"missing.pgm --pixel-size 0.2", "missing.pgm"},
-        {"empty.pgm --pixel-size 0.2", "empty.pgm"},
-        {"truncated.pgm --pixel-size 0.2", "truncated.pgm"},
-        {"text.pgm --pixel-size 0.2", "text.pgm"},
-        {"folder.pgm --pixel-size 0.2", "folder.pgm"},
-        {"small.raw --raw-size 100x100 --pixel-size 0.1", "small.raw"},
-        {"small.raw --raw-size 1000000x1000000 --pixel-size 0.1", "small.raw"},
-        {"small.raw --width 20 --height 25 --pixel-size 0.1", "small.raw"},  // too small
+    // A DICOM picture that is not a mammogram.
+    zetdip::host::DicomFixture plain;
+    plain.nWidth = 100;
+    plain.nHeight = 80;
+    plain.nBitsAllocated = plain.nBitsStored = 8;
+    plain.nHighBit = 7;
+    for (int i = 0; i < 100 * 80; ++i) plain.bytes.push_back(static_cast<unsigned char>(i % 251));
+    plain.modality = "OT";
+    plain.sopClassUid = "1.2.840.10008.5.1.4.1.1.7";
+    zetdip::host::WriteDicom(Path("plain.dcm"), plain);
+
+    const struct {
+        const char* args;    // after "detect"; --out o --quiet follow unless --out is given
+        const char* prefix;  // of the line after "zetdip-cad: "
+        bool bUsage;
+    } kCases[] = {
+        {"missing.pgm --pixel-size 0.2", "missing.pgm: ", false},
+        {"empty.pgm --pixel-size 0.2", "empty.pgm: ", false},
+        {"truncated.pgm --pixel-size 0.2", "truncated.pgm: ", false},
+        {"text.pgm --pixel-size 0.2", "text.pgm: ", false},
+        {"folder.pgm --pixel-size 0.2", "folder.pgm: ", false},
+        {"small.raw --raw-size 100x100 --pixel-size 0.1", "small.raw: ", false},
+        {"small.raw --raw-size 1000000x1000000 --pixel-size 0.1", "small.raw: ", false},
+        {"small.raw --width 20 --height 25 --pixel-size 0.1", "small.raw: ", false},  // too small
+        {"plain.dcm --pixel-size 0.1", "plain.dcm: not a mammogram", false},
+        {"film.pgm", "film.pgm: no pixel size in the file; pass --pixel-size", false},
+        {"film.pgm missing.pgm --pixel-size 0.2 --out blocker", "blocker: ", false},
+        // A directory under a regular file: what is left to simulate no
+        // permission when the tests run as root.
+        {"film.pgm missing.pgm --pixel-size 0.2 --out blocker/sub", "blocker/sub: ", false},
+        {"--pixel-size 0.2", "", true},  // no file
+        {"film.pgm --pixel-size 256px", "", true},
+        {"film.pgm --pixel-size nan", "", true},
+        {"film.pgm --pixel-size inf", "", true},
+        {"film.pgm --pixel-size -inf", "", true},
+        {"film.pgm --pixel-size 0", "", true},
+        {"film.pgm --pixel-size -0.1", "", true},
+        {"film.pgm --pixel-size ''", "", true},
+        {"film.pgm --bits 7", "", true},
+        {"film.pgm --bits 17", "", true},
+        {"film.pgm --bits 12x", "", true},
+        {"film.pgm --laterality X", "", true},
+        {"film.pgm --raw-size 12x", "", true},
+        {"film.pgm --raw-size 0x10", "", true},
+        {"film.pgm --raw-size 10x10px", "", true},
+        {"film.pgm --width 10", "", true},
+        {"film.pgm --width -5 --height 5", "", true},
+        {"film.pgm --raw-size 9x9 --width 9", "", true},
     };
-    for (const auto& [args, file] : cases) {
-        const Outcome r = Cad("detect " + args + " --out o");
-        EXPECT_NE(r.code, 0) << args;
-        ASSERT_EQ(Lines(r.err).size(), 2u) << args << "\n" << r.err;  // progress + error
-        EXPECT_EQ(Lines(r.err)[1].rfind("zetdip-cad: " + file + ": ", 0), 0u) << r.err;
-        EXPECT_EQ(r.out, "") << args;
-        EXPECT_TRUE(Outputs().empty()) << args;
-    }
-    WritePhantomPgm("film.pgm");
-    const Outcome r = Cad("detect film.pgm --out o --quiet");
-    EXPECT_NE(r.code, 0);
-    EXPECT_EQ(r.err, "zetdip-cad: film.pgm: no pixel size in the file; pass --pixel-size\n");
-    EXPECT_TRUE(Outputs().empty());
-}
-
-TEST_F(ZetdipCad, OneBadFileDoesNotStopTheOthers) {
-    WritePhantomPgm("film.pgm");
-    const Outcome r = Cad("detect missing.pgm film.pgm --pixel-size 0.2 --out o --quiet");
-    EXPECT_EQ(r.code, 1);
-    EXPECT_EQ(Lines(r.err).size(), 1u) << r.err;
-    EXPECT_EQ(r.err.rfind("zetdip-cad: missing.pgm: ", 0), 0u) << r.err;
-    EXPECT_EQ(Lines(r.out).size(), 1u) << r.out;
-    EXPECT_TRUE(fs::exists(Path("o/film.json")));
-    EXPECT_TRUE(fs::exists(Path("o/film.png")));
-    EXPECT_FALSE(fs::exists(Path("o/missing.json")));
-}
-
-TEST_F(ZetdipCad, BadOptionsAreRefusedBeforeAnyWork) {
-    WritePhantomPgm("film.pgm");
-    for (const char* option :
-         {"--pixel-size 256px", "--pixel-size nan", "--pixel-size inf", "--pixel-size -inf",
-          "--pixel-size 0", "--pixel-size -0.1", "--pixel-size ''", "--bits 7", "--bits 17",
-          "--bits 12x", "--laterality X", "--raw-size 12x", "--raw-size 0x10", "--raw-size 10x10px",
-          "--width 10", "--width -5 --height 5", "--raw-size 9x9 --width 9"}) {
-        const Outcome r = Cad(std::string("detect film.pgm --out o ") + option);
-        EXPECT_NE(r.code, 0) << option;
-        ASSERT_EQ(Lines(r.err).size(), 1u) << option << "\n" << r.err;
-        EXPECT_EQ(r.err.rfind("zetdip-cad: ", 0), 0u) << r.err;
-        EXPECT_TRUE(Outputs().empty()) << option;
-        EXPECT_FALSE(fs::exists(Path("o"))) << option;
-    }
-    const Outcome r = Cad("detect --pixel-size 0.2");  // no file
-    EXPECT_NE(r.code, 0);
-    EXPECT_EQ(r.err.rfind("zetdip-cad: ", 0), 0u) << r.err;
-}
-
-TEST_F(ZetdipCad, OutputDirectoryIsCreatedOrRefusedBeforeAnyWork) {
-    WritePhantomPgm("film.pgm");
-    Outcome r = Cad("detect film.pgm --pixel-size 0.2 --out new/deeper --quiet");
-    EXPECT_EQ(r.code, 0) << r.err;
-    EXPECT_TRUE(fs::exists(Path("new/deeper/film.json")));
-
-    // A file in the way, and a directory under a regular file (what is
-    // left to simulate no permission when the tests run as root).
-    Write("blocker", "x");
-    for (const char* out : {"blocker", "blocker/sub"}) {
-        r = Cad(std::string("detect film.pgm missing.pgm --pixel-size 0.2 --out ") + out);
-        EXPECT_NE(r.code, 0) << out;
-        ASSERT_EQ(Lines(r.err).size(), 1u) << r.err;
-        EXPECT_EQ(r.err.rfind(std::string("zetdip-cad: ") + out + ": ", 0), 0u) << r.err;
-        EXPECT_EQ(r.out, "");
+    for (const auto& c : kCases) {
+        fs::remove_all(Path("o"));
+        std::string args = std::string("detect ") + c.args;
+        if (args.find("--out") == std::string::npos) args += " --out o --quiet";
+        const Outcome r = Cad(args);
+        EXPECT_EQ(c.bUsage ? r.code >= 2 : r.code == 1, true) << c.args << ": " << r.code;
+        ASSERT_EQ(Lines(r.err).size(), 1u) << c.args << "\n" << r.err;
+        EXPECT_EQ(r.err.rfind(std::string("zetdip-cad: ") + c.prefix, 0), 0u) << r.err;
+        EXPECT_EQ(r.out, "") << c.args;
+        EXPECT_TRUE(Outputs().empty()) << c.args;
+        EXPECT_EQ(fs::exists(Path("o")), !c.bUsage && args.find("--out o") != std::string::npos)
+            << c.args;
     }
     EXPECT_EQ(ReadText(Path("blocker")), "x");
-}
+    EXPECT_EQ(ReadText(Path("film.pgm")), pgm);
 
-TEST_F(ZetdipCad, NonMammogramDicomIsRefused) {
-    // A secondary-capture DICOM of a plain picture, made by GDCM's tool.
-    if (std::system("command -v gdcmimg >/dev/null 2>&1") != 0) GTEST_SKIP() << "no gdcmimg";
-    std::string pgm = "P5\n100 80\n255\n";
-    for (int i = 0; i < 100 * 80; ++i) pgm += static_cast<char>(i % 251);
-    Write("plain.pgm", pgm);
-    ASSERT_EQ(std::system(("cd '" + dir_.Dir().string() +
-                           "' && gdcmimg -i plain.pgm -o plain.dcm -C 1.2.840.10008.5.1.4.1.1.2")
-                              .c_str()),
-              0);
-    const Outcome r = Cad("detect plain.dcm --pixel-size 0.1 --out o --quiet");
-    EXPECT_NE(r.code, 0);
-    ASSERT_EQ(Lines(r.err).size(), 1u) << r.err;
-    EXPECT_EQ(r.err.rfind("zetdip-cad: plain.dcm: not a mammogram", 0), 0u) << r.err;
-    EXPECT_TRUE(Outputs().empty());
+    // A missing output directory is made, however deep.
+    const Outcome r = Cad("detect film.pgm --pixel-size 0.2 --out new/deeper --quiet");
+    EXPECT_EQ(r.code, 0) << r.err;
+    EXPECT_TRUE(fs::exists(Path("new/deeper/film.json")));
 }
 
 #ifdef ZETDIP_SHARED_DATA
 // The digitised film as DICOM (tags: laterality, Patient Orientation) and
-// its decoded pixels as a 16-bit PNG (no tags: side and row order from the
-// image) give the same clusters in the same file frame; they lie in the
+// its decoded pixels as a headerless file (no tags: side and row order from
+// the image) give the same clusters in the same file frame; they lie in the
 // breast half of the image.
-TEST_F(ZetdipCad, RealFilmSameClustersFromDicomAndPng) {
-    const std::string dicom = ZETDIP_SHARED_DATA "/mg1/MG1_J2KI.dcm";
-    const std::string raw = ZETDIP_SHARED_DATA "/mg1/MG1_3064x4664_u16le.raw";
+TEST_F(ZetdipCad, RealFilmSameClustersFromDicomAndItsDecodedPixels) {
+    using zetdip::host::testing::Shared;
+    const std::string dicom = Shared("mg1/MG1_J2KI.dcm");
+    const std::string raw = Shared("mg1/MG1_3064x4664_u16le.raw");
     if (!fs::exists(raw) || !fs::exists(dicom)) GTEST_SKIP() << "no mg1 data";
-    const std::string bytes = ReadText(raw);
-    const int W = 3064, H = 4664;
-    std::vector<unsigned short> pixels(static_cast<std::size_t>(W) * H);
-    for (std::size_t i = 0; i < pixels.size(); ++i)
-        pixels[i] = static_cast<unsigned short>(static_cast<unsigned char>(bytes[2 * i]) |
-                                                static_cast<unsigned char>(bytes[2 * i + 1]) << 8);
-    zetdip::host::WritePngGrey16(Path("mg1.png"), pixels.data(), W, H);
-    Outcome r = Cad("detect mg1.png --pixel-size 0.05 --out o --quiet");
+    Outcome r = Cad("detect '" + raw + "' --raw-size 3064x4664 --pixel-size 0.05 --out o --quiet");
     ASSERT_EQ(r.code, 0) << r.err;
     r = Cad("detect '" + dicom + "' --out o --quiet");
     ASSERT_EQ(r.code, 0) << r.err;
 
-    const auto png = nlohmann::json::parse(ReadText(Path("o/mg1.json")));
+    const auto file = nlohmann::json::parse(ReadText(Path("o/MG1_3064x4664_u16le.json")));
     const auto dcm = nlohmann::json::parse(ReadText(Path("o/MG1_J2KI.json")));
-    EXPECT_EQ(png["input"]["bits_stored"], 12);
-    EXPECT_EQ(png["chain"]["rows_flipped"]["source"], "image");
+    EXPECT_EQ(file["input"]["bits_stored"], 12);
+    EXPECT_EQ(file["chain"]["rows_flipped"]["source"], "image");
     EXPECT_FALSE(dcm["input"]["sop_instance_uid"].get<std::string>().empty());
     EXPECT_EQ(dcm["input"]["laterality"]["value"], "L");
     EXPECT_EQ(dcm["chain"]["rows_flipped"]["source"], "PatientOrientation");
     EXPECT_EQ(dcm["chain"]["breast_side"]["value"], "left");
-    EXPECT_EQ(png["chain"]["rows_flipped"]["value"], dcm["chain"]["rows_flipped"]["value"]);
-    EXPECT_EQ(png["clusters"], dcm["clusters"]);
+    EXPECT_EQ(file["chain"]["rows_flipped"]["value"], dcm["chain"]["rows_flipped"]["value"]);
+    EXPECT_EQ(file["clusters"], dcm["clusters"]);
     for (const auto& c : dcm["clusters"]) {
         EXPECT_GE(c["x"].get<int>(), 0);
         // The breast lies against the left edge and reaches about column 2000
         // at the nipple; the label and the marker lie beyond.
         EXPECT_LT(c["x"].get<int>(), 2100);
         EXPECT_GE(c["y"].get<int>(), 0);
-        EXPECT_LT(c["y"].get<int>(), H);
+        EXPECT_LT(c["y"].get<int>(), zetdip::host::testing::kMg1Height);
     }
     EXPECT_TRUE(fs::exists(Path("o/MG1_J2KI.png")));
 }

@@ -1,10 +1,9 @@
 // zetdip-cad's reports as a user meets them: detect --sr beside each DICOM
 // result (the same clusters as the JSON, accepted by the DICOM validator, a
 // warning for other inputs), and a batch over a folder of synthetic
-// mammograms with --report, whose page a headless browser opens.
+// mammograms with --report, whose page has a row for each.
 #include <gdcmReader.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -14,12 +13,10 @@
 #include <string>
 #include <vector>
 
-#include "chain/synthetic.h"
-#include "host/io/temp_dir.h"
+#include "host/fixtures.h"
 #include "host/report/command.h"
 #include "host/report/sr_reader.h"
 #include "io/write_image.h"
-#include "phantom.h"
 
 namespace {
 
@@ -27,27 +24,15 @@ namespace fs = std::filesystem;
 using zetdip::host::testing::ReadText;
 using zetdip::host::testing::TempDir;
 
-// A small synthetic mammogram with one cluster, as the reader would bring it.
-zetdip::host::Image Phantom(unsigned seed, bool bRight) {
-    zetdip::phantom::Options o;
-    o.dWidthMm = 60.0;
-    o.dHeightMm = 80.0;
-    o.nSeed = seed;
-    o.bBreastOnRight = bRight;
-    o.clusterSizes = {6};
-    return zetdip::host::SyntheticImage(zetdip::phantom::MakeMammogram(o));
-}
+using zetdip::host::testing::Phantom;
 
 class ZetdipCadReports : public ::testing::Test {
 protected:
     int Cad(const std::string& args) {
-        const std::string cmd = "cd '" + dir_.Dir().string() + "' && '" ZETDIP_CAD_PROGRAM "' " +
-                                args + " >'" + dir_.Path("stdout.txt") + "' 2>'" +
-                                dir_.Path("stderr.txt") + "'";
-        const int status = std::system(cmd.c_str());
-        out_ = ReadText(dir_.Path("stdout.txt"));
-        err_ = ReadText(dir_.Path("stderr.txt"));
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        const auto r = zetdip::host::testing::RunCad(dir_, args);
+        out_ = r.out;
+        err_ = r.err;
+        return r.code;
     }
 
     TempDir dir_;
@@ -89,7 +74,7 @@ TEST_F(ZetdipCadReports, DetectSrHoldsTheJsonClustersAndPassesTheValidator) {
     EXPECT_NE(png["warnings"].dump().find("no structured report"), std::string::npos);
 }
 
-TEST_F(ZetdipCadReports, BatchOverPhantomFolderWritesAPageTheBrowserOpens) {
+TEST_F(ZetdipCadReports, BatchOverPhantomFolderWritesAPageWithARowEach) {
     fs::create_directories(dir_.Dir() / "in" / "right");
     zetdip::host::WriteDicom(dir_.Path("in/left.dcm"), Phantom(7, false));
     zetdip::host::WriteDicom(dir_.Path("in/right/r.dcm"), Phantom(8, true));
@@ -105,17 +90,11 @@ TEST_F(ZetdipCadReports, BatchOverPhantomFolderWritesAPageTheBrowserOpens) {
     EXPECT_NE(out_.find("2 images"), std::string::npos) << out_;
     EXPECT_NE(Cad("report missing"), 0);
 
-    if (!zetdip::test::HaveTool("chromium")) GTEST_SKIP() << "chromium not installed";
-    const std::string url = "'file://" + dir_.Path("o/report.html") + "'";
-    const std::string dom = zetdip::test::Browser(dir_.Path("profile1"), "--dump-dom " + url);
-    EXPECT_EQ(zetdip::test::ConsoleLines(dom), std::vector<std::string>{}) << dom;
-    EXPECT_NE(dom.find("data-file=\"left\""), std::string::npos) << dom;
-    EXPECT_NE(dom.find("data-file=\"right/r\""), std::string::npos) << dom;
-    const std::string shot = dir_.Path("page.png");
-    const std::string log = zetdip::test::Screenshot(dir_.Path("profile2-"), shot, url, "1280,900");
-    EXPECT_EQ(zetdip::test::ConsoleLines(log), std::vector<std::string>{}) << log;
-    ASSERT_TRUE(fs::exists(shot)) << log;
-    EXPECT_GT(fs::file_size(shot), 1000u);
+    // A row for each result; the page itself is opened by a browser in the
+    // report writer's own tests.
+    const std::string html = ReadText(dir_.Path("o/report.html"));
+    EXPECT_NE(html.find("data-file=\"left\""), std::string::npos);
+    EXPECT_NE(html.find("data-file=\"right/r\""), std::string::npos);
 }
 
 }  // namespace

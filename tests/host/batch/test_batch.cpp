@@ -16,11 +16,9 @@
 #include <thread>
 
 #include "batch/batch.h"
-#include "chain/synthetic.h"
 #include "core/error.h"
-#include "host/io/temp_dir.h"
+#include "host/fixtures.h"
 #include "io/write_image.h"
-#include "phantom.h"
 
 namespace zetdip::host {
 namespace {
@@ -30,14 +28,10 @@ using testing::Lines;
 using testing::ReadText;
 using testing::TempDir;
 
-// A small synthetic mammogram as a 16-bit PNG (no pixel size inside).
+// A small synthetic mammogram, 40 x 50 mm, as a 16-bit PNG (no pixel size
+// inside).
 void WritePhantomPng(const std::string& path, unsigned seed) {
-    phantom::Options o;
-    o.dWidthMm = 60.0;
-    o.dHeightMm = 80.0;
-    o.nSeed = seed;
-    o.clusterSizes = {6};
-    const Image image = SyntheticImage(phantom::MakeMammogram(o));
+    const Image image = testing::Phantom(seed, false, 0.1, 40.0, 50.0);
     WritePngGrey16(path, image.words.data(), image.nWidth, image.nHeight);
 }
 
@@ -216,7 +210,7 @@ TEST_F(BatchProgram, CorruptFileAmongGoodOnesAndPlainProgressLines) {
     EXPECT_EQ(RowsPerFile(out.Path("images.csv")).size(), 8u);
     EXPECT_NE(images.find("corrupt.png,error,"), std::string::npos);
     EXPECT_NE(images.find("README.txt,skipped,not an image"), std::string::npos);
-    EXPECT_NE(images.find("m3.png,ok,,600,800,"), std::string::npos);
+    EXPECT_NE(images.find("m3.png,ok,,400,500,"), std::string::npos);
     // stderr is a file here: one plain line per file, then the totals.
     const auto lines = Lines(ReadText(log));
     ASSERT_EQ(lines.size(), 9u);

@@ -9,6 +9,7 @@
 
 #include "calcification_chain.h"
 #include "calcifications.h"
+#include "host/fixtures.h"
 #include "phantom.h"
 #include "report/evaluation.h"
 
@@ -115,15 +116,9 @@ TEST(MiasDevelopmentSet, SevenClustersAtHalfAFalseClusterPerImage) {
 // MG1, a digitised film at 0.05 mm with a label, a marker and bright frame
 // edges: every mark lies on the breast, away from the film's edges.
 TEST(Mg1, MarksOnlyOnTheBreast) {
-    const std::string path = std::string(ZETDIP_SHARED_DATA) + "/mg1/MG1_3064x4664_u16le.raw";
-    std::ifstream in(path, std::ios::binary);
-    if (!in) GTEST_SKIP() << "no " << path;
-    const int W = 3064, H = 4664;
-    std::vector<unsigned char> bytes(static_cast<std::size_t>(W) * H * 2);
-    in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    std::vector<unsigned short> image(static_cast<std::size_t>(W) * H);
-    for (std::size_t i = 0; i < image.size(); ++i)
-        image[i] = static_cast<unsigned short>(bytes[2 * i] | (bytes[2 * i + 1] << 8));
+    const std::vector<unsigned short> image = zetdip::host::testing::Mg1Raw();
+    if (image.empty()) GTEST_SKIP() << "no MG1";
+    const int W = zetdip::host::testing::kMg1Width, H = zetdip::host::testing::kMg1Height;
     PreparedImage p;
     const auto marks = Detect(image, W, H, 12, 0.05, &p);
     EXPECT_FALSE(p.bBreastOnRight);

@@ -8,6 +8,7 @@
 
 #include "calcification_chain.h"
 #include "calcifications.h"
+#include "host/fixtures.h"
 #include "phantom.h"
 #include "preparation.h"
 
@@ -120,15 +121,9 @@ TEST(BackgroundLevel, LiesBetweenBackgroundAndBreast) {
 // The digitised film with a label and a dark marker on the right: both stay
 // outside the mask.
 TEST(MakeBreastMask, Mg1LabelAndMarkerOutside) {
-    const std::string path = std::string(ZETDIP_SHARED_DATA) + "/mg1/MG1_3064x4664_u16le.raw";
-    std::ifstream in(path, std::ios::binary);
-    if (!in) GTEST_SKIP() << "no " << path;
-    const int W = 3064, H = 4664;
-    std::vector<unsigned short> image(static_cast<std::size_t>(W) * H);
-    std::vector<unsigned char> bytes(image.size() * 2);
-    in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    for (std::size_t i = 0; i < image.size(); ++i)
-        image[i] = static_cast<unsigned short>(bytes[2 * i] | (bytes[2 * i + 1] << 8));
+    const std::vector<unsigned short> image = zetdip::host::testing::Mg1Raw();
+    if (image.empty()) GTEST_SKIP() << "no MG1";
+    const int W = zetdip::host::testing::kMg1Width, H = zetdip::host::testing::kMg1Height;
     const BreastMask m = MakeBreastMask(image.data(), W, H, 12, 0.05);
     EXPECT_FALSE(m.bBreastOnRight);
     EXPECT_TRUE(m.bChestWallAtTop);

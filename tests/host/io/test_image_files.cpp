@@ -8,14 +8,18 @@
 #include <vector>
 
 #include "core/error.h"
+#include "host/fixtures.h"
 #include "io/read_image.h"
 #include "io/write_image.h"
-#include "temp_dir.h"
+#include "support/images.h"
 
 namespace zetdip::host {
 namespace {
 
+using testing::ExpectError;
+using testing::ReadText;
 using testing::TempDir;
+using zetdip::test::RandomImage;
 
 ReadOptions WithPixelSize(double d = 0.1) {
     ReadOptions o;
@@ -23,39 +27,12 @@ ReadOptions WithPixelSize(double d = 0.1) {
     return o;
 }
 
-std::vector<unsigned short> RandomWords(std::size_t n, unsigned nMax, unsigned nSeed) {
-    std::mt19937 rng(nSeed);
-    std::uniform_int_distribution<unsigned> dist(0, nMax);
-    std::vector<unsigned short> v(n);
-    for (auto& w : v) w = static_cast<unsigned short>(dist(rng));
-    return v;
-}
-
-std::vector<unsigned char> RandomBytes(std::size_t n, unsigned nSeed) {
-    std::vector<unsigned char> v(n);
-    std::mt19937 rng(nSeed);
-    for (auto& b : v) b = static_cast<unsigned char>(rng());
-    return v;
-}
-
-// The error names the file and its cause contains the given words.
-template <class F>
-void ExpectError(F f, const std::string& path, const std::string& cause) {
-    try {
-        f();
-        ADD_FAILURE() << "no Error for " << path << " (expected: " << cause << ")";
-    } catch (const Error& e) {
-        EXPECT_EQ(e.File(), path);
-        EXPECT_NE(e.Cause().find(cause), std::string::npos) << e.what();
-    }
-}
-
 // ---- PNG --------------------------------------------------------------------
 
 TEST(PngFiles, grey8_round_trips_at_sizes_that_break_loops) {
     TempDir dir;
     for (auto [w, h] : {std::pair{1, 1}, {3, 1}, {1, 3}, {67, 33}}) {
-        const auto pixels = RandomBytes(static_cast<std::size_t>(w) * h, w * 100 + h);
+        const auto pixels = RandomImage<unsigned char>(w, h, 0, 255, w * 100 + h);
         const std::string path = dir.Path("g8.png");
         WritePngGrey8(path, pixels.data(), w, h);
         const Image image = ReadImage(path, WithPixelSize(0.07));
@@ -75,18 +52,15 @@ TEST(PngFiles, grey8_round_trips_at_sizes_that_break_loops) {
 TEST(PngFiles, grey16_bits_stored_follow_the_largest_sample_or_the_option) {
     TempDir dir;
     const std::string path = dir.Path("g16.png");
-    auto pixels = RandomWords(67 * 33, 4095, 5);
+    auto pixels = RandomImage<unsigned short>(67, 33, 0, 4095, 5);
     pixels[100] = 4095;
     WritePngGrey16(path, pixels.data(), 67, 33);
     Image image = ReadImage(path, WithPixelSize());
     EXPECT_EQ(image.nBitsStored, 12);
     EXPECT_EQ(image.words, pixels);
-
     ReadOptions o = WithPixelSize();
     o.bitsStored = 14;
     EXPECT_EQ(ReadImage(path, o).nBitsStored, 14);
-    o.bitsStored = 11;
-    ExpectError([&] { ReadImage(path, o); }, path, "sample value 4095 exceeds 11 bits");
 
     // Small values still make a 16-bit image, never fewer than 9 bits.
     const std::vector<unsigned short> dark = {0, 3, 200, 7};
@@ -94,37 +68,6 @@ TEST(PngFiles, grey16_bits_stored_follow_the_largest_sample_or_the_option) {
     image = ReadImage(path, WithPixelSize());
     EXPECT_EQ(image.nBitsStored, 9);
     EXPECT_EQ(image.words, dark);
-}
-
-TEST(PngFiles, colour_is_refused_and_8bit_rejects_a_bits_option) {
-    TempDir dir;
-    const std::string path = dir.Path("rgb.png");
-    const auto rgb = RandomBytes(3 * 4 * 2, 1);
-    WritePngRgb8(path, rgb.data(), 4, 2);
-    ExpectError([&] { ReadImage(path, WithPixelSize()); }, path, "colour or alpha PNG (RGB)");
-
-    const std::string grey = dir.Path("grey.png");
-    WritePngGrey8(grey, rgb.data(), 4, 2);
-    ReadOptions o = WithPixelSize();
-    o.bitsStored = 12;
-    ExpectError([&] { ReadImage(grey, o); }, grey, "8-bit file");
-}
-
-TEST(PngFiles, truncated_or_corrupt_files_fail_cleanly) {
-    TempDir dir;
-    const std::string path = dir.Path("full.png");
-    const auto pixels = RandomBytes(64 * 64, 2);
-    WritePngGrey8(path, pixels.data(), 64, 64);
-    std::ifstream in(path, std::ios::binary);
-    const std::string whole((std::istreambuf_iterator<char>(in)), {});
-    for (std::size_t n : {std::size_t{9}, std::size_t{30}, whole.size() / 2, whole.size() - 13}) {
-        const std::string cut = dir.Write("cut.png", whole.substr(0, n));
-        EXPECT_THROW(ReadImage(cut, WithPixelSize()), Error) << n;
-    }
-    std::string bad = whole;
-    bad[bad.size() / 2] ^= 0x55;  // breaks the compressed data or its checksum
-    const std::string corrupt = dir.Write("corrupt.png", bad);
-    EXPECT_THROW(ReadImage(corrupt, WithPixelSize()), Error);
 }
 
 // ---- PGM --------------------------------------------------------------------
@@ -154,32 +97,6 @@ TEST(PgmFiles, binary_8_and_16_bit_and_plain_text) {
     image = ReadImage(dir.Write("d.pgm", "P2 2 1 15 3 15"), WithPixelSize());
     EXPECT_EQ(image.nBitsStored, 8);
     EXPECT_EQ(image.bytes, (std::vector<unsigned char>{3, 15}));
-}
-
-TEST(PgmFiles, malformed_headers_and_rasters_are_refused) {
-    TempDir dir;
-    struct Case {
-        std::string contents;
-        std::string cause;
-    };
-    const std::vector<Case> cases = {
-        {"P5\n4 4\n255\n" + std::string(15, 'x'), "truncated"},
-        {"P5\n4 4\n", "file ends before the maximum value"},
-        {"P5\nfour 4\n255\n", "expected the width"},
-        {"P5 0 4 255\n", "is empty"},
-        {"P5 100000 100000 255\n", "exceeds 268435456 pixels"},
-        {"P5 4294967295 4294967295 255\n", "exceeds"},
-        {"P5 99999999999 1 255\n", "too large"},
-        {"P5 2 1 70000\nabcd", "outside 1..65535"},
-        {"P5 2 1 0\nab", "outside 1..65535"},
-        {std::string("P5 2 1 1000\n\x03\xe9\x00\x00", 16), "exceeds the PGM maximum value 1000"},
-        {"P2 2 1 100 5 101", "exceeds the PGM maximum value 100"},
-        {"P2 2 2 100 5 6 7", "file ends before the next sample"},
-    };
-    for (std::size_t i = 0; i < cases.size(); ++i) {
-        const std::string path = dir.Write("bad" + std::to_string(i) + ".pgm", cases[i].contents);
-        ExpectError([&] { ReadImage(path, WithPixelSize()); }, path, cases[i].cause);
-    }
 }
 
 // ---- TIFF -------------------------------------------------------------------
@@ -340,98 +257,137 @@ TEST(TiffFiles, tiles_cut_at_the_image_edges) {
     EXPECT_EQ(image.words, expected);
 }
 
-TEST(TiffFiles, colour_other_depths_and_truncation_are_refused) {
+// ---- raw --------------------------------------------------------------------
+
+const std::string kRaw("\x01\x00\xff\x0f\x00\x08\x34\x12\x00\x00\x02\x00", 12);
+
+ReadOptions RawSize(std::optional<int> w, std::optional<int> h) {
+    ReadOptions o = WithPixelSize(0.05);
+    o.rawWidth = w;
+    o.rawHeight = h;
+    return o;
+}
+
+TEST(RawFiles, little_endian_words) {
     TempDir dir;
+    const Image image = ReadImage(dir.Write("r.raw", kRaw), RawSize(3, 2));
+    EXPECT_EQ(image.format, "raw");
+    EXPECT_EQ(image.words, (std::vector<unsigned short>{1, 0x0fff, 0x0800, 0x1234, 0, 2}));
+    EXPECT_EQ(image.nBitsStored, 13);
+}
+
+// ---- what every format refuses ------------------------------------------------
+
+TEST(ImageFiles, each_refusal_names_the_file_and_the_cause) {
+    TempDir dir;
+    const auto rgb = RandomImage<unsigned char>(12, 2, 0, 255, 1);
+    WritePngRgb8(dir.Path("rgb.png"), rgb.data(), 4, 2);
+    WritePngGrey8(dir.Path("grey.png"), rgb.data(), 4, 2);
+    const std::vector<unsigned short> w12 = {4095, 0, 1, 2};
+    WritePngGrey16(dir.Path("g12.png"), w12.data(), 2, 2);
     TiffSpec t;
     t.nWidth = 2;
     t.nHeight = 2;
     t.nSamples = 3;
     t.nPhotometric = 2;
     t.samples = std::vector<unsigned>(12, 9);
-    std::string path = dir.Write("rgb.tif", MakeTiff(t));
-    ExpectError([&] { ReadImage(path, WithPixelSize()); }, path, "colour or alpha TIFF (3 samples");
-
+    dir.Write("rgb.tif", MakeTiff(t));
     t.nSamples = 2;  // grey and alpha
     t.nPhotometric = 1;
     t.samples.resize(8);
-    path = dir.Write("alpha.tif", MakeTiff(t));
-    ExpectError([&] { ReadImage(path, WithPixelSize()); }, path, "colour or alpha TIFF (2 samples");
+    dir.Write("alpha.tif", MakeTiff(t));
+    dir.Write("r.raw", kRaw);
+    dir.Write("empty.pgm", "");
+    dir.Write("notes.txt", "just some text, not an image");
+    dir.Write("a.pgm", "P5 1 1 255\n\x05");
+    auto bits = [](int n) {
+        ReadOptions o = WithPixelSize();
+        o.bitsStored = n;
+        return o;
+    };
+    const struct {
+        std::string file;  // a name in dir, or PGM contents when it starts with P
+        ReadOptions options;
+        std::string cause;
+    } kCases[] = {
+        {"rgb.png", WithPixelSize(), "colour or alpha PNG (RGB)"},
+        {"grey.png", bits(12), "8-bit file"},
+        {"g12.png", bits(11), "sample value 4095 exceeds 11 bits"},
+        {"rgb.tif", WithPixelSize(), "colour or alpha TIFF (3 samples"},
+        {"alpha.tif", WithPixelSize(), "colour or alpha TIFF (2 samples"},
+        {"r.raw", RawSize(2, 2), "file size 12 bytes does not match 2 x 2"},
+        {"r.raw", RawSize(5, 2), "does not match 5 x 2"},
+        {"r.raw", RawSize(1 << 20, 1 << 20), "exceeds"},
+        {"r.raw", RawSize(1 << 20, -1), "is empty"},
+        {"r.raw", RawSize(1 << 20, std::nullopt), "both its width and its height"},
+        {"missing.png", WithPixelSize(), "No such file"},
+        {"empty.pgm", WithPixelSize(), "empty file"},
+        {"", WithPixelSize(), "is a directory"},
+        {"notes.txt", WithPixelSize(), "unknown file format"},
+        {"a.pgm", ReadOptions{}, "no pixel size in the file; pass --pixel-size"},
+        {"a.pgm", WithPixelSize(0.0), "--pixel-size must be"},
+        {"a.pgm", WithPixelSize(-0.1), "--pixel-size must be"},
+        {"P5\n4 4\n255\n" + std::string(15, 'x'), WithPixelSize(), "truncated"},
+        {"P5\n4 4\n", WithPixelSize(), "file ends before the maximum value"},
+        {"P5\nfour 4\n255\n", WithPixelSize(), "expected the width"},
+        {"P5 0 4 255\n", WithPixelSize(), "is empty"},
+        {"P5 100000 100000 255\n", WithPixelSize(), "exceeds 268435456 pixels"},
+        {"P5 4294967295 4294967295 255\n", WithPixelSize(), "exceeds"},
+        {"P5 99999999999 1 255\n", WithPixelSize(), "too large"},
+        {"P5 2 1 70000\nabcd", WithPixelSize(), "outside 1..65535"},
+        {"P5 2 1 0\nab", WithPixelSize(), "outside 1..65535"},
+        {std::string("P5 2 1 1000\n\x03\xe9\x00\x00", 16), WithPixelSize(),
+         "exceeds the PGM maximum value 1000"},
+        {"P2 2 1 100 5 101", WithPixelSize(), "exceeds the PGM maximum value 100"},
+        {"P2 2 2 100 5 6 7", WithPixelSize(), "file ends before the next sample"},
+    };
+    int nPgm = 0;
+    for (const auto& c : kCases) {
+        const std::string path = c.file.rfind('P', 0) == 0
+                                     ? dir.Write("bad" + std::to_string(nPgm++) + ".pgm", c.file)
+                                 : c.file.empty() ? dir.Dir().string()
+                                                  : dir.Path(c.file);
+        ExpectError([&] { ReadImage(path, c.options); }, path, c.cause);
+    }
+}
 
+// Cut anywhere, or with a byte changed in the compressed data, a file is an
+// Error, never a crash or a half-read image.
+TEST(ImageFiles, truncated_or_corrupt_files_fail_cleanly) {
+    TempDir dir;
+    const auto pixels = RandomImage<unsigned char>(64, 64, 0, 255, 2);
+    WritePngGrey8(dir.Path("full.png"), pixels.data(), 64, 64);
+    const std::string png = ReadText(dir.Path("full.png"));
     TiffSpec g;
     g.nWidth = 8;
     g.nHeight = 8;
     g.nBits = 16;
     g.samples = std::vector<unsigned>(64, 300);
-    const std::string whole = MakeTiff(g);
-    for (std::size_t n : {std::size_t{6}, std::size_t{40}, whole.size() - 20}) {
-        path = dir.Write("cut.tif", whole.substr(0, n));
-        EXPECT_THROW(ReadImage(path, WithPixelSize()), Error) << n;
+    const std::string tiff = MakeTiff(g);
+    for (const auto& [whole, cuts] :
+         {std::pair{png, std::vector<std::size_t>{9, 30, png.size() / 2, png.size() - 13}},
+          std::pair{tiff, std::vector<std::size_t>{6, 40, tiff.size() - 20}}}) {
+        for (std::size_t n : cuts) {
+            const std::string cut = dir.Write("cut", whole.substr(0, n));
+            EXPECT_THROW(ReadImage(cut, WithPixelSize()), Error) << n;
+        }
     }
-}
-
-// ---- raw --------------------------------------------------------------------
-
-TEST(RawFiles, little_endian_words_and_an_exact_size) {
-    TempDir dir;
-    const std::string path =
-        dir.Write("r.raw", std::string("\x01\x00\xff\x0f\x00\x08\x34\x12\x00\x00\x02\x00", 12));
-    ReadOptions o = WithPixelSize(0.05);
-    o.rawWidth = 3;
-    o.rawHeight = 2;
-    const Image image = ReadImage(path, o);
-    EXPECT_EQ(image.format, "raw");
-    EXPECT_EQ(image.words, (std::vector<unsigned short>{1, 0x0fff, 0x0800, 0x1234, 0, 2}));
-    EXPECT_EQ(image.nBitsStored, 13);
-
-    o.rawWidth = 2;
-    ExpectError([&] { ReadImage(path, o); }, path, "file size 12 bytes does not match 2 x 2");
-    o.rawWidth = 5;
-    ExpectError([&] { ReadImage(path, o); }, path, "does not match 5 x 2");
-    o.rawWidth = 1 << 20;
-    o.rawHeight = 1 << 20;
-    ExpectError([&] { ReadImage(path, o); }, path, "exceeds");
-    o.rawHeight = -1;
-    ExpectError([&] { ReadImage(path, o); }, path, "is empty");
-    o.rawHeight.reset();
-    ExpectError([&] { ReadImage(path, o); }, path, "both its width and its height");
-}
-
-// ---- what every format shares -----------------------------------------------
-
-TEST(ImageFiles, missing_empty_directory_and_unknown_files) {
-    TempDir dir;
-    const std::string missing = dir.Path("missing.png");
-    ExpectError([&] { ReadImage(missing, WithPixelSize()); }, missing, "No such file");
-    const std::string empty = dir.Write("empty.pgm", "");
-    ExpectError([&] { ReadImage(empty, WithPixelSize()); }, empty, "empty file");
-    const std::string folder = dir.Dir().string();
-    ExpectError([&] { ReadImage(folder, WithPixelSize()); }, folder, "is a directory");
-    const std::string text = dir.Write("notes.txt", "just some text, not an image");
-    ExpectError([&] { ReadImage(text, WithPixelSize()); }, text, "unknown file format");
-}
-
-TEST(ImageFiles, no_pixel_size_is_an_error_and_a_bad_one_too) {
-    TempDir dir;
-    const std::string path = dir.Write("a.pgm", "P5 1 1 255\n\x05");
-    ExpectError([&] { ReadImage(path, ReadOptions{}); }, path,
-                "no pixel size in the file; pass --pixel-size");
-    ExpectError([&] { ReadImage(path, WithPixelSize(0.0)); }, path, "--pixel-size must be");
-    ExpectError([&] { ReadImage(path, WithPixelSize(-0.1)); }, path, "--pixel-size must be");
+    std::string bad = png;
+    bad[bad.size() / 2] ^= 0x55;  // breaks the compressed data or its checksum
+    EXPECT_THROW(ReadImage(dir.Write("corrupt.png", bad), WithPixelSize()), Error);
 }
 
 #ifdef ZETDIP_SHARED_DATA
 TEST(ImageFiles, real_mias_pgm_and_the_mg1_raw) {
-    const std::string mias = std::string(ZETDIP_SHARED_DATA) + "/mias/mdb219.pgm";
-    const std::string raw = std::string(ZETDIP_SHARED_DATA) + "/mg1/MG1_3064x4664_u16le.raw";
+    const std::string mias = testing::Shared("mias/mdb219.pgm");
+    const std::string raw = testing::Shared("mg1/MG1_3064x4664_u16le.raw");
     if (!std::ifstream(mias) || !std::ifstream(raw)) GTEST_SKIP() << "no shared data";
     Image image = ReadImage(mias, WithPixelSize(0.2));
     EXPECT_EQ(image.nWidth, 1024);
     EXPECT_EQ(image.nHeight, 1024);
     EXPECT_EQ(image.nBitsStored, 8);
 
-    ReadOptions o = WithPixelSize(0.05);
-    o.rawWidth = 3064;
-    o.rawHeight = 4664;
+    ReadOptions o = RawSize(3064, 4664);
     image = ReadImage(raw, o);
     EXPECT_EQ(image.nBitsStored, 12);
     EXPECT_EQ(image.words.size(), 3064u * 4664u);

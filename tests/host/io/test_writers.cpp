@@ -7,28 +7,23 @@
 #include <string>
 
 #include "core/error.h"
+#include "host/fixtures.h"
 #include "io/read_image.h"
 #include "io/write_image.h"
-#include "temp_dir.h"
 
 namespace zetdip::host {
 namespace {
 
 using testing::TempDir;
 
-std::string Contents(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(in)), {});
-}
-
 TEST(AtomicWrite, replaces_the_old_file_and_leaves_no_temporary) {
     TempDir dir;
     const std::string path = dir.Path("report.json");
     WriteFileAtomically(path, "old contents that are longer");
     WriteFileAtomically(path, "new");
-    EXPECT_EQ(Contents(path), "new");
+    EXPECT_EQ(testing::ReadText(path), "new");
     WriteFileAtomically(path, "");
-    EXPECT_EQ(Contents(path), "");
+    EXPECT_EQ(testing::ReadText(path), "");
     EXPECT_EQ(dir.Files(), std::vector<std::string>{"report.json"});
 }
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "core/error.h"
+#include "host/fixtures.h"
 #include "host/report/command.h"
 #include "report/html_report.h"
 
@@ -50,8 +51,7 @@ void WriteText(const fs::path& path, const std::string& text) {
 }
 
 std::string ReadText(const fs::path& path) {
-    std::ifstream in(path);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    return zetdip::host::testing::ReadText(path);
 }
 
 std::string Result(const std::string& name, int nClusters) {
@@ -92,19 +92,10 @@ Png ReadPng(const fs::path& path) {
 
 class HtmlReport : public ::testing::Test {
 protected:
-    void SetUp() override {
-        dir_ = fs::temp_directory_path() /
-               ("zetdip_html_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-                "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(dir_);
-        fs::create_directories(dir_ / "out");
-        out_ = dir_ / "out";
-    }
-    void TearDown() override {
-        if (!HasFailure()) fs::remove_all(dir_);
-    }
+    void SetUp() override { fs::create_directories(out_); }
 
-    fs::path dir_, out_;
+    zetdip::host::testing::TempDir scratch_;
+    fs::path dir_ = scratch_.Dir(), out_ = dir_ / "out";
 };
 
 TEST_F(HtmlReport, RowPerResultThumbnailsAndBrowser) {

@@ -4,17 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "core/error.h"
-#include "host/io/temp_dir.h"
-#include "phantom.h"
+#include "host/fixtures.h"
 #include "report/json_report.h"
 #include "report/overlay.h"
 #include "report/process.h"
-#include "synthetic.h"
 
 namespace {
 
@@ -151,9 +147,7 @@ TEST(Report, SaysWhatTheResultHeld) {
 
 TEST(Process, AStoppedChainWritesItsReportAndNoPicture) {
     zetdip::host::testing::TempDir dir;
-    zetdip::phantom::Options phantom;
-    phantom.dPixelSize = 0.4;
-    const Image image = SyntheticImage(zetdip::phantom::MakeMammogram(phantom));
+    const Image image = zetdip::host::testing::Phantom(1, false, 0.4);
     ProcessOptions options;
     options.outDir = dir.Dir().string();
     options.steps = true;
@@ -163,10 +157,8 @@ TEST(Process, AStoppedChainWritesItsReportAndNoPicture) {
     EXPECT_EQ(r.error, "the chain stopped: candidates returned false");
     EXPECT_TRUE(r.picturePaths.empty());
     EXPECT_EQ(dir.Files(), std::vector<std::string>{"stopped.json"});
-    std::ifstream in(r.jsonPath);
-    std::stringstream text;
-    text << in.rdbuf();
-    EXPECT_EQ(nlohmann::json::parse(text.str())["status"], "error");
+    EXPECT_EQ(nlohmann::json::parse(zetdip::host::testing::ReadText(r.jsonPath))["status"],
+              "error");
 }
 
 TEST(Process, OutputDirectoryMustBeADirectoryWeCanWrite) {
@@ -175,14 +167,8 @@ TEST(Process, OutputDirectoryMustBeADirectoryWeCanWrite) {
     EXPECT_TRUE(fs::is_directory(dir.Path("a/b")));
     EXPECT_TRUE(fs::is_empty(dir.Path("a/b")));
     const std::string file = dir.Write("file", "x");
-    for (const std::string& bad : {file, file + "/sub"}) {
-        try {
-            PrepareOutputDirectory(bad);
-            ADD_FAILURE() << bad;
-        } catch (const Error& e) {
-            EXPECT_EQ(e.File(), bad);
-        }
-    }
+    for (const std::string& bad : {file, file + "/sub"})
+        zetdip::host::testing::ExpectError([&] { PrepareOutputDirectory(bad); }, bad, "");
     EXPECT_EQ(OutputStem("a/MG1_J2KI.dcm"), "MG1_J2KI");
     EXPECT_EQ(OutputStem("noext"), "noext");
 }

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "core/error.h"
+#include "host/fixtures.h"
 #include "host/report/command.h"
 #include "host/report/sr_reader.h"
 #include "report/structured_report.h"
@@ -88,32 +89,18 @@ void WriteSourceFixture(const std::string& path, bool bWithStudy = true) {
 
 std::vector<std::string> ErrorLines(const std::string& validatorOutput) {
     std::vector<std::string> errors;
-    std::size_t start = 0;
-    while (start < validatorOutput.size()) {
-        std::size_t end = validatorOutput.find('\n', start);
-        if (end == std::string::npos) end = validatorOutput.size();
-        const std::string line = validatorOutput.substr(start, end - start);
+    for (const std::string& line : zetdip::host::testing::Lines(validatorOutput))
         if (line.rfind("Error", 0) == 0) errors.push_back(line);
-        start = end + 1;
-    }
     return errors;
 }
 
 class StructuredReport : public ::testing::Test {
 protected:
-    void SetUp() override {
-        dir_ = fs::temp_directory_path() /
-               ("zetdip_sr_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-                "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(dir_);
-        fs::create_directories(dir_);
-        source_ = (dir_ / "source.dcm").string();
-        WriteSourceFixture(source_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
+    void SetUp() override { WriteSourceFixture(source_); }
 
-    fs::path dir_;
-    std::string source_;
+    zetdip::host::testing::TempDir scratch_;
+    fs::path dir_ = scratch_.Dir();
+    std::string source_ = scratch_.Path("source.dcm");
 };
 
 TEST_F(StructuredReport, ValidatesDumpsAndReadsBackWithZeroOneAndThreeClusters) {
@@ -199,11 +186,7 @@ TEST_F(StructuredReport, RefusesSourcesItCannotReference) {
     WriteSourceFixture(noStudy, false);
     EXPECT_THROW(zetdip::host::WriteMammographyCadSr(noStudy, {}, out, kAlgorithm),
                  zetdip::host::Error);
-    const std::string notDicom = (dir_ / "not.dcm").string();
-    std::FILE* f = std::fopen(notDicom.c_str(), "wb");
-    ASSERT_NE(f, nullptr);
-    std::fputs("P5 1 1 255\n", f);
-    std::fclose(f);
+    const std::string notDicom = scratch_.Write("not.dcm", "P5 1 1 255\n");
     EXPECT_THROW(zetdip::host::WriteMammographyCadSr(notDicom, {}, out, kAlgorithm),
                  zetdip::host::Error);
     EXPECT_THROW(zetdip::host::WriteMammographyCadSr(
