@@ -18,10 +18,14 @@ echo "== sanitizer build"
 # report still names the functions (rebuild with -g for the lines).
 "$root/scripts/build.sh" "$root/build-asan" -DZETDIP_WERROR=ON -DZETDIP_BUILD_TESTS=ON \
   -DZETDIP_SANITIZE=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O2 -DNDEBUG"
-(cd "$root/build-asan" && ctest --output-on-failure --parallel "$jobs")
+# The real film through the whole program twice is the release run's check;
+# the sanitizers see the same chain on the same film in Mg1.* at a third
+# of the time.
+(cd "$root/build-asan" && ctest --output-on-failure --parallel "$jobs" \
+  -E 'RealFilmSameClustersFromDicomAndItsDecodedPixels')
 
 echo "== fuzz smoke"
-"$root/scripts/fuzz.sh" "${ZETDIP_FUZZ_SECONDS:-150}"
+"$root/scripts/fuzz.sh" "${ZETDIP_FUZZ_SECONDS:-120}"
 
 echo "== thread sanitizer"
 CC=$(command -v clang || command -v clang-14) CXX=$(command -v clang++ || command -v clang++-14) \
