@@ -147,6 +147,47 @@ inline std::int64_t TieExtras(std::uint64_t cbits, std::uint64_t ties, std::uint
     return PopCount64(x & ties);
 }
 
+// The increments of value term t in the binade [lo, 2 lo) of ulp u. Terms
+// too large for the binade are never met in a block that fits it.
+inline SumStep StepInBinade(double t, double lo, double u) {
+    // Representatives of both parities: lo is 2^23 ulps (even).
+    const double top = 2.0 * lo - u;
+    std::int64_t inc[2] = {0, 0};
+    for (int p = 0; p < 2; ++p) {
+        const double a = lo + p * u;
+        if (t > top - a) continue;
+        const float r = static_cast<float>(a + t);
+        inc[p] = static_cast<std::int64_t>((static_cast<double>(r) - a) / u);
+    }
+    SumStep s;
+    s.inc0 = static_cast<std::int32_t>(inc[0]);
+    s.d = static_cast<std::int32_t>(inc[1] - inc[0]);
+    const auto np0 = static_cast<std::uint32_t>(inc[0] & 1);
+    const auto np1 = static_cast<std::uint32_t>((1 + inc[1]) & 1);
+    s.x = np0 ^ np1;
+    s.y = np0;
+    return s;
+}
+
+// The ulps added by a word of 64 samples of two values, mLo and mHi marking
+// them (every bit in exactly one); updates the parity. Tie or not, a value
+// adds its lower increment q; a tie adds one more ulp when that leaves the
+// sum odd.
+inline std::int64_t TwoValuedWord(const SumStep& sLo, const SumStep& sHi, std::uint64_t mLo,
+                                  std::uint64_t mHi, std::uint32_t& parity) {
+    const std::int64_t qLo = sLo.inc0 + std::min(sLo.d, 0);
+    const std::int64_t qHi = sHi.inc0 + std::min(sHi.d, 0);
+    const std::int64_t nHi = PopCount64(mHi);
+    const std::uint64_t cbits = ((qLo & 1) ? mLo : 0) ^ ((qHi & 1) ? mHi : 0);
+    const std::uint64_t ties = (sLo.d != 0 ? mLo : 0) | (sHi.d != 0 ? mHi : 0);
+    std::int64_t total = nHi * qHi + (64 - nHi) * qLo;
+    if (ties != 0)
+        total += TieExtras(cbits, ties, parity);
+    else
+        parity ^= static_cast<std::uint32_t>(PopCount64(cbits) & 1);
+    return total;
+}
+
 // The literal loop: the reference for every other path.
 template <class T, class Term>
 float AccumulateFloatLiteral(const T* pSrc, long long nCount, Term term) {
@@ -255,49 +296,15 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
             continue;
         }
         if (e != nTableExp) {
-            // Representatives of both parities: lo is 2^23 ulps (even).
-            const double top = 2.0 * lo - u;
-            for (std::size_t v = 0; v < nRange; ++v) {
-                const double t = pTerm[v];
-                std::int64_t inc[2] = {0, 0};
-                for (int p = 0; p < 2; ++p) {
-                    const double a = lo + p * u;
-                    if (t > top - a) continue;  // never met in a block that fits
-                    const float r = static_cast<float>(a + t);
-                    inc[p] = static_cast<std::int64_t>((static_cast<double>(r) - a) / u);
-                }
-                SumStep& s = table[v];
-                s.inc0 = static_cast<std::int32_t>(inc[0]);
-                s.d = static_cast<std::int32_t>(inc[1] - inc[0]);
-                const auto np0 = static_cast<std::uint32_t>(inc[0] & 1);
-                const auto np1 = static_cast<std::uint32_t>((1 + inc[1]) & 1);
-                s.x = np0 ^ np1;
-                s.y = np0;
-            }
+            for (std::size_t v = 0; v < nRange; ++v) table[v] = StepInBinade(pTerm[v], lo, u);
             nTableExp = e;
         }
         const auto k0 = static_cast<std::int64_t>(static_cast<double>(acc) / u);
         auto parity = static_cast<std::uint32_t>(k0 & 1);
         std::int64_t total = 0;
         if (bTwo) {
-            // Tie or not, a value adds its lower increment q; a tie adds one
-            // more ulp when that leaves the sum odd.
-            const SumStep& sLo = table[0];
-            const SumStep& sHi = table[nRange - 1];
-            const std::int64_t qLo = sLo.inc0 + std::min(sLo.d, 0);
-            const std::int64_t qHi = sHi.inc0 + std::min(sHi.d, 0);
-            for (int w = 0; w < kBlock / 64; ++w) {
-                const std::int64_t nHi = PopCount64(maskHi[w]);
-                const std::uint64_t cbits =
-                    ((qLo & 1) ? maskLo[w] : 0) ^ ((qHi & 1) ? maskHi[w] : 0);
-                const std::uint64_t ties =
-                    (sLo.d != 0 ? maskLo[w] : 0) | (sHi.d != 0 ? maskHi[w] : 0);
-                total += nHi * qHi + (64 - nHi) * qLo;
-                if (ties != 0)
-                    total += TieExtras(cbits, ties, parity);
-                else
-                    parity ^= static_cast<std::uint32_t>(PopCount64(cbits) & 1);
-            }
+            for (int w = 0; w < kBlock / 64; ++w)
+                total += TwoValuedWord(table[0], table[nRange - 1], maskLo[w], maskHi[w], parity);
         } else {
             for (long long k = 0; k < nLen; ++k) {
                 const SumStep& s = table[static_cast<std::size_t>(static_cast<int>(b[k]) - nMin)];
@@ -309,6 +316,93 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
         i += nLen;
     }
     return acc;
+}
+
+// The running float sum over nCount samples of two terms, sample i adding t1
+// where bit i of word(i / 64) is set and t0 where it is clear, in sample
+// order: the same result as the literal loop over the samples. Blocks of
+// words go by the binade tables; a block that could leave the binade is
+// retried as one word, and a word that could adds sample by sample, as does
+// the tail.
+template <class Word>
+float AccumulateFloatTwoValuedWords(Word word, long long nCount, double t0, double t1) {
+    float acc = 0.0f;
+    auto literal = [&](long long i, long long nEnd) {
+        for (; i < nEnd; ++i) {
+            const bool b = (word(i >> 6) >> (i & 63)) & 1u;
+            acc = static_cast<float>(static_cast<double>(acc) + (b ? t1 : t0));
+        }
+    };
+    constexpr long long kBlockWords = 16;
+    const double dSmallest = std::ldexp(1.0, -100);
+    const double dSlack = 1.0 + std::ldexp(1.0, -40);
+    const double dMaxTerm = std::max(t0, t1);
+    const long long nFull = nCount > 0 ? nCount / 64 : 0;
+    SumStep sLo{}, sHi{};
+    int nTableExp = INT_MIN;
+    for (long long w = 0; w < nFull;) {
+        // Adding 0 to 0 leaves it 0.
+        if (acc == 0.0f && (word(w) == 0 || t1 == 0.0) && (~word(w) == 0 || t0 == 0.0)) {
+            ++w;
+            continue;
+        }
+        long long nWords = 0;
+        int e = 0;
+        double lo = 0.0, u = 0.0;
+        if (static_cast<double>(acc) >= dSmallest) {
+            std::frexp(static_cast<double>(acc), &e);
+            lo = std::ldexp(1.0, e - 1);
+            u = std::ldexp(1.0, e - 24);
+            for (long long nTry : {std::min(kBlockWords, nFull - w), 1LL}) {
+                const double dSamples = static_cast<double>(64 * nTry);
+                const double room = (2.0 * lo - u) - static_cast<double>(acc) - dSamples * u;
+                bool bFits = dSamples * dMaxTerm * dSlack <= room;
+                if (!bFits && room > 0.0) {
+                    long long nHi = 0;
+                    for (long long k = 0; k < nTry; ++k) nHi += PopCount64(word(w + k));
+                    const auto dHi = static_cast<double>(nHi);
+                    bFits = (dHi * t1 + (dSamples - dHi) * t0) * dSlack <= room;
+                }
+                if (bFits) {
+                    nWords = nTry;
+                    break;
+                }
+            }
+        }
+        if (nWords == 0) {
+            literal(64 * w, 64 * w + 64);
+            ++w;
+            continue;
+        }
+        if (e != nTableExp) {
+            sLo = StepInBinade(t0, lo, u);
+            sHi = StepInBinade(t1, lo, u);
+            nTableExp = e;
+        }
+        const auto k0 = static_cast<std::int64_t>(static_cast<double>(acc) / u);
+        auto parity = static_cast<std::uint32_t>(k0 & 1);
+        std::int64_t total = 0;
+        for (long long k = 0; k < nWords; ++k) {
+            const std::uint64_t m = word(w + k);
+            total += TwoValuedWord(sLo, sHi, ~m, m, parity);
+        }
+        acc = static_cast<float>(static_cast<double>(k0 + total) * u);
+        w += nWords;
+    }
+    literal(64 * nFull, nCount);
+    return acc;
+}
+
+// The same over the bits of pBits.
+inline float AccumulateFloatTwoValued(const std::uint64_t* pBits, long long nCount, double t0,
+                                      double t1) {
+    return AccumulateFloatTwoValuedWords([pBits](long long w) { return pBits[w]; }, nCount, t0, t1);
+}
+
+// The running float sum of nCount terms t, added one after the other.
+inline float AccumulateFloatRepeated(long long nCount, double t) {
+    return AccumulateFloatTwoValuedWords([](long long) { return ~std::uint64_t{0}; }, nCount, 0.0,
+                                         t);
 }
 
 }  // namespace zetdip::detail

@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "DipClustering.h"
+#include "DipMorphMath.h"
 #include "DipThresholding.h"
+#include "cad/line_search.h"
 #include "support/images.h"
 
 namespace {
@@ -119,6 +121,49 @@ TEST(LineSearch, DiagonalBorderOverflowClearsEveryColumn) {
     ASSERT_TRUE(CDipClustering::SearchLinesSWNEImage(Bytes(image), Bytes(lines), Bytes(mask), 16,
                                                      12, n, n, 1e-9));
     EXPECT_EQ(lines, std::vector<unsigned short>(n * n, 0));
+}
+
+// The searches' erosion loops on bit planes give the image and the level
+// that the public erosion and Thresholding1, called in turn, give: two-level
+// images of clumps that take several erosions to settle, odd sizes.
+template <class T>
+void ExpectErosionLoopAsEntries(int w, int h, int nBits, std::uint32_t nSeed) {
+    using namespace zetdip::detail;
+    const int bpp = sizeof(T) == 1 ? 8 : 16;
+    const T nMax = sizeof(T) == 1 ? T(255) : static_cast<T>((1 << nBits) - 1);
+    const LineSearchDepth d{bpp, nBits, 256, 255, false};
+    auto image = zetdip::test::RandomImage<T>(w, h, 0, 3, nSeed);
+    for (auto& v : image) v = v != 0 ? nMax : T(0);  // three in four bright
+    struct Loop {
+        const int* pSE;
+        bool (*erode)(unsigned char*, unsigned char*, int, int, int, int);
+    };
+    for (const Loop& loop : {Loop{kLineSE, CDipMorphMath::ApplyErosionLine},
+                             Loop{kDiagSWNESE, CDipMorphMath::ApplyErosionDiagSWNE}}) {
+        auto go = [](int t, int nPrev) { return t > 1 && t != nPrev; };
+        auto expected = image;
+        int t = CDipThresholding::CalculateThresholding1(Bytes(expected), bpp, nBits, w, h);
+        const int t0 = t;
+        int nRounds = 0;
+        for (int nPrev = -1; go(t, nPrev); ++nRounds) {
+            loop.erode(Bytes(expected), Bytes(expected), bpp, nBits, w, h);
+            nPrev = t;
+            t = CDipThresholding::CalculateThresholding1(Bytes(expected), bpp, nBits, w, h);
+        }
+        auto actual = image;
+        SCOPED_TRACE(::testing::Message() << w << " x " << h << ", " << nRounds << " rounds");
+        EXPECT_EQ(ErodeTwoLevelWhile(actual.data(), w, h, d, loop.pSE, loop.erode, t0, -1, go), t);
+        EXPECT_EQ(actual, expected);
+    }
+}
+
+TEST(LineSearch, ErosionLoopsOnBitsAsThePublicEntries) {
+    std::uint32_t nSeed = 20;
+    for (auto [w, h] : {std::pair{3, 3}, {5, 40}, {64, 9}, {65, 33}, {127, 70}, {300, 211}}) {
+        ExpectErosionLoopAsEntries<unsigned char>(w, h, 8, ++nSeed);
+        ExpectErosionLoopAsEntries<unsigned short>(w, h, 12, ++nSeed);
+    }
+    ExpectErosionLoopAsEntries<unsigned short>(2, 50, 16, ++nSeed);  // too narrow for the planes
 }
 
 }  // namespace

@@ -85,6 +85,26 @@ std::vector<T> Binary(int nEvery, T nMax, std::uint32_t nSeed) {
     return image;
 }
 
+// The same statistics from one bit per sample, as the line searches keep
+// their two-level images: around the mean and around an off-centre level.
+template <class T>
+void ExpectSameFromBits(const std::vector<T>& image, int nMax, const std::string& what) {
+    using namespace zetdip::detail;
+    SCOPED_TRACE(what);
+    std::vector<std::uint64_t> bits((image.size() + 63) / 64, 0);
+    for (std::size_t i = 0; i < image.size(); ++i)
+        if (image[i] != 0) bits[i / 64] |= std::uint64_t{1} << (i % 64);
+    const int n = static_cast<int>(image.size());
+    const float fMean = LiteralMean(image);
+    ASSERT_EQ(Bits(MeanOfSum(AccumulateFloatTwoValued(bits.data(), n, 0.0, nMax), n)), Bits(fMean));
+    EXPECT_EQ(ThresholdFromDeviationOfBits(bits.data(), n, nMax),
+              ThresholdFromDeviation(LiteralDeviation(image, fMean)));
+    const float fOff = fMean * 0.37f + 0.3f;
+    const float fAcc = AccumulateFloatTwoValued(bits.data(), n, SquaredDeviation(0.0, fOff),
+                                                SquaredDeviation(nMax, fOff));
+    EXPECT_EQ(Bits(DeviationOfSum(fAcc, n)), Bits(LiteralDeviation(image, fOff)));
+}
+
 TEST(FloatSum, FullSizeRandomImagesMatchTheLiteralLoop) {
     ExpectSameStatistics(zetdip::test::RandomImage<unsigned char>(kW, kH, 0, 255, 1), "8-bit");
     ExpectSameStatistics(zetdip::test::RandomImage<unsigned short>(kW, kH, 0, 4095, 2), "12-bit");
@@ -113,6 +133,20 @@ TEST(FloatSum, FullSizeBinaryAndSaturatedImagesMatchTheLiteralLoop) {
     auto mixed = Binary<unsigned short>(4, 4095, 9);
     for (std::size_t i = 0; i < mixed.size(); i += 1001) mixed[i] = 2047;
     ExpectSameStatistics(mixed, "12-bit, binary with a third value");
+
+    ExpectSameFromBits(Binary<unsigned char>(16, 255, 5), 255, "bits, 8-bit, 1 in 16");
+    ExpectSameFromBits(Binary<unsigned short>(2, 4095, 6), 4095, "bits, 12-bit, 1 in 2");
+    ExpectSameFromBits(Binary<unsigned short>(3, 65535, 8), 65535, "bits, 16-bit, 1 in 3");
+    std::vector<unsigned short> band(static_cast<std::size_t>(kW) * kH, 0);
+    std::fill(band.end() - band.size() / 7, band.end(), static_cast<unsigned short>(4095));
+    ExpectSameFromBits(band, 4095, "bits, zeros then a band");
+    std::fill(band.begin(), band.end(), static_cast<unsigned short>(4095));
+    ExpectSameFromBits(band, 4095, "bits, saturated");
+    for (int k : {1, 63, 64, 65, 1000}) {
+        auto small = zetdip::test::RandomImage<unsigned short>(k, 1, 0, 1, k);
+        for (auto& v : small) v = v != 0 ? 1023 : 0;
+        ExpectSameFromBits(small, 1023, "bits, n = " + std::to_string(k));
+    }
 }
 
 TEST(FloatSum, PhantomAndRealMammogramMatchTheLiteralLoop) {
