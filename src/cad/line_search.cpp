@@ -6,11 +6,11 @@ using namespace zetdip::detail;
 
 namespace {
 LineSearchDepth Depth8() {
-    return {8, 8, 256, 255, false};
+    return {8, 8, 256, 255, false, 255};
 }
 LineSearchDepth Depth16(int nBitsStored) {
     const int nFullP1 = PowerOfTwo(nBitsStored);
-    return {16, nBitsStored, nFullP1, nFullP1, true};
+    return {16, nBitsStored, nFullP1, nFullP1, true, MaxValue16(nBitsStored)};
 }
 }  // namespace
 

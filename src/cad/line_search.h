@@ -28,6 +28,7 @@ struct LineSearchDepth {
     int nLevel;                // scale of the gate and the erosion bound: 256, or 1 << nBitsStored
     int nTop;                  // start and scale of the diagonal loop: 255, or 1 << nBitsStored
     bool bClearsDstWhenGated;  // 16-bit: a refused gate leaves pDst all 0
+    int nMaxSample;            // the bright value of the thresholded image
 };
 
 // A two-level image (0 and one bright value) as one bit per sample, in
@@ -67,84 +68,95 @@ private:
     std::unique_ptr<std::uint64_t[]> m_p;
 };
 
-// The erosions of the searches run on a two-level image with a 3x3 element
-// of two members besides the centre. There the engine's rule reduces to: an
-// interior sample stays bright when it, both members and the top-left
-// corner (which seeds the engine's minimum) are all bright; the frame keeps
-// its samples. The loop erodes and measures the level (Thresholding1) on
-// bit planes, while go(t, nPrev) holds, and writes the image back once.
-// Returns the last level. Images the planes cannot take go through the
-// public entries.
-template <class T, class Go>
-int ErodeTwoLevelWhile(T* pS, int nWidth, int nHeight, const LineSearchDepth& d, const int* pSE,
-                       bool (*erode)(unsigned char*, unsigned char*, int, int, int, int), int t,
-                       int nPrev, Go go) {
-    const int bpp = d.nBitsPerPixel, bits = d.nBitsStored;
-    const long long W = nWidth, H = nHeight, n = W * H;
-    const T nMax = sizeof(T) == 1 ? T(255) : MaxValue16(bits);
-    bool bPlanes = go(t, nPrev) && W >= 3 && H >= 3 && n <= INT_MAX;
-    BitPlane a(bPlanes ? n : 0, W + 1), b(bPlanes ? n : 0, W + 1), inner(bPlanes ? n : 0, W + 1);
-    if (!a || !b || !inner) bPlanes = false;
-    if (!bPlanes) {
-        unsigned char* pW = AsBytes(pS);
-        for (; go(t, nPrev);) {
-            erode(pW, pW, bpp, bits, nWidth, nHeight);
-            nPrev = t;
-            t = CDipThresholding::CalculateThresholding1(pW, bpp, bits, nWidth, nHeight);
+// The searches erode and dilate a two-level image (0 and nMax) with 3x3
+// elements of two members besides the centre. There the engine's rule
+// reduces to bit logic: an interior sample stays bright under erosion when
+// it, both members and the top-left corner (which seeds the engine's
+// extreme) are all bright, and turns bright under dilation when any of them
+// is; the frame keeps its samples. So the image is held as bit planes for
+// the loop and written back once. A false object (too small an image, or
+// scratch refused) leaves the work to the public entries.
+template <class T>
+class TwoLevelImage {
+public:
+    TwoLevelImage(const T* pS, int nWidth, int nHeight, T nMax)
+        : m_nWidth(nWidth),
+          m_nCount(static_cast<long long>(nWidth) * nHeight),
+          m_nMax(nMax),
+          m_bUsable(nWidth >= 3 && nHeight >= 3 && m_nCount <= INT_MAX),
+          m_a(m_bUsable ? m_nCount : 0, nWidth + 1),
+          m_b(m_bUsable ? m_nCount : 0, nWidth + 1),
+          m_inner(m_bUsable ? m_nCount : 0, nWidth + 1) {
+        m_bUsable = m_bUsable && m_a && m_b && m_inner;
+        if (!m_bUsable) return;
+        const long long W = nWidth, n = m_nCount;
+        std::uint64_t* pA = m_a.Words();
+        for (long long w = 0; w < m_a.WordCount(); ++w) {
+            std::uint64_t mZero = 0, mUnused = 0;
+            if (64 * w + 64 <= n) {
+                EqualityMasks(pS + 64 * w, T(0), T(0), mZero, mUnused);
+                pA[w] = ~mZero;
+            } else {
+                for (long long i = 64 * w; i < n; ++i)
+                    pA[w] |= static_cast<std::uint64_t>(pS[i] != 0) << (i - 64 * w);
+            }
         }
-        return t;
+        std::uint64_t* pInner = m_inner.Words();
+        for (long long y = 1; y + 1 < nHeight; ++y)
+            for (long long i = y * W + 1; i < y * W + W - 1; ++i)
+                pInner[i >> 6] |= std::uint64_t{1} << (i & 63);
     }
-    // Neighbour offsets in samples: element row r applies to image row y + 1 - r.
-    long long off[2] = {0, 0};
-    for (int k = 0, m = 0; k < 9 && m < 2; ++k)
-        if (pSE[k] != 0 && k != 4) off[m++] = (1 - k / 3) * W + (k % 3 - 1);
-    const long long nCorner = -W - 1;
+    explicit operator bool() const { return m_bUsable; }
 
-    const long long nWords = a.WordCount();
-    std::uint64_t* pA = a.Words();
-    for (long long w = 0; w < nWords; ++w) {
-        std::uint64_t mZero = 0, mUnused = 0;
-        if (64 * w + 64 <= n) {
-            EqualityMasks(pS + 64 * w, T(0), T(0), mZero, mUnused);
-            pA[w] = ~mZero;
+    // One pass of the erosion (bErode) or dilation engine with element pSE.
+    void Pass(const int* pSE, bool bErode) {
+        // Offsets in samples: element row r applies to image row y + 1 - r.
+        long long off[2] = {0, 0};
+        for (int k = 0, m = 0; k < 9 && m < 2; ++k)
+            if (pSE[k] != 0 && k != 4) off[m++] = (1 - k / 3) * m_nWidth + (k % 3 - 1);
+        const BitPlane::Shifted fCorner = BitPlane::ShiftOf(-m_nWidth - 1),
+                                f0 = BitPlane::ShiftOf(off[0]), f1 = BitPlane::ShiftOf(off[1]);
+        const std::uint64_t* pI = m_a.Words();
+        const std::uint64_t* pInner = m_inner.Words();
+        std::uint64_t* pO = m_b.Words();
+        const long long nWords = m_a.WordCount();
+        if (bErode) {
+            for (long long w = 0; w < nWords; ++w)
+                pO[w] = pI[w] & ((m_a.At(w, fCorner) & m_a.At(w, f0) & m_a.At(w, f1)) | ~pInner[w]);
         } else {
-            for (long long i = 64 * w; i < n; ++i)
-                pA[w] |= static_cast<std::uint64_t>(pS[i] != 0) << (i - 64 * w);
+            for (long long w = 0; w < nWords; ++w)
+                pO[w] = pI[w] | ((m_a.At(w, fCorner) | m_a.At(w, f0) | m_a.At(w, f1)) & pInner[w]);
         }
+        std::swap(m_a, m_b);
     }
-    std::uint64_t* pInner = inner.Words();
-    for (long long y = 1; y + 1 < H; ++y)
-        for (long long i = y * W + 1; i < y * W + W - 1; ++i)
-            pInner[i >> 6] |= std::uint64_t{1} << (i & 63);
+    // The dilatation: its four quarter passes.
+    void Dilatation() {
+        for (const int* pSE : kQuarterSE) Pass(pSE, false);
+    }
+    // The image's Thresholding1 level.
+    int Level() const {
+        return ThresholdFromDeviationOfBits(m_a.Words(), static_cast<int>(m_nCount), m_nMax);
+    }
+    void Store(T* pDst) const {
+        // Eight samples at a time, from a table of the 256 bytes.
+        T expand[256][8];
+        for (int v = 0; v < 256; ++v)
+            for (int k = 0; k < 8; ++k) expand[v][k] = ((v >> k) & 1) ? m_nMax : T(0);
+        const std::uint64_t* pI = m_a.Words();
+        long long i = 0;
+        for (; i + 8 <= m_nCount; i += 8) {
+            const auto byte = static_cast<unsigned>((pI[i >> 6] >> (i & 63)) & 0xffu);
+            std::memcpy(pDst + i, expand[byte], sizeof expand[0]);
+        }
+        for (; i < m_nCount; ++i) pDst[i] = ((pI[i >> 6] >> (i & 63)) & 1u) ? m_nMax : T(0);
+    }
 
-    BitPlane* pIn = &a;
-    BitPlane* pOut = &b;
-    const BitPlane::Shifted fCorner = BitPlane::ShiftOf(nCorner), f0 = BitPlane::ShiftOf(off[0]),
-                            f1 = BitPlane::ShiftOf(off[1]);
-    for (; go(t, nPrev);) {
-        const std::uint64_t* pI = pIn->Words();
-        std::uint64_t* pO = pOut->Words();
-        for (long long w = 0; w < nWords; ++w) {
-            const std::uint64_t kept = pIn->At(w, fCorner) & pIn->At(w, f0) & pIn->At(w, f1);
-            pO[w] = pI[w] & (kept | ~pInner[w]);
-        }
-        std::swap(pIn, pOut);
-        nPrev = t;
-        t = ThresholdFromDeviationOfBits(pIn->Words(), static_cast<int>(n), nMax);
-    }
-    // Back to samples eight at a time, from a table of the 256 bytes.
-    T expand[256][8];
-    for (int v = 0; v < 256; ++v)
-        for (int k = 0; k < 8; ++k) expand[v][k] = ((v >> k) & 1) ? nMax : T(0);
-    const std::uint64_t* pI = pIn->Words();
-    long long i = 0;
-    for (; i + 8 <= n; i += 8) {
-        const auto byte = static_cast<unsigned>((pI[i >> 6] >> (i & 63)) & 0xffu);
-        std::memcpy(pS + i, expand[byte], sizeof expand[0]);
-    }
-    for (; i < n; ++i) pS[i] = ((pI[i >> 6] >> (i & 63)) & 1u) ? nMax : T(0);
-    return t;
-}
+private:
+    long long m_nWidth, m_nCount;
+    T m_nMax;
+    bool m_bUsable;
+    BitPlane m_a, m_b, m_inner;  // the image, the next pass, the interior
+};
 
 // North-south search: gradient, three means, gate on the smoothed level,
 // contrast manipulation, threshold at half the level, line erosions until
@@ -189,8 +201,22 @@ bool SearchLinesNorthSouth(T* pSrc, T* pDst, int nWidth, int nHeight, const Line
     t = CDipThresholding::CalculateThresholding1(pW, bpp, bits, nWidth, nHeight);
     CDipThresholding::ApplyThresholding(pW, pW, bpp, bits, nWidth, nHeight, t / 2);
 
-    ErodeTwoLevelWhile(pS, nWidth, nHeight, d, kLineSE, CDipMorphMath::ApplyErosionLine, t, -1,
-                       [&](int nT, int nPrev) { return nT > d.nLevel / 14 && nT != nPrev; });
+    auto go = [&](int nT, int nPrev) { return nT > d.nLevel / 14 && nT != nPrev; };
+    if (TwoLevelImage<T> image(pS, nWidth, nHeight, static_cast<T>(d.nMaxSample)); image) {
+        for (int nPrev = -1; go(t, nPrev);) {
+            image.Pass(kLineSE, true);
+            nPrev = t;
+            t = image.Level();
+        }
+        for (int i = 0; i < 4; ++i) image.Dilatation();
+        image.Store(pDst);
+        return true;
+    }
+    for (int nPrev = -1; go(t, nPrev);) {
+        CDipMorphMath::ApplyErosionLine(pW, pW, bpp, bits, nWidth, nHeight);
+        nPrev = t;
+        t = CDipThresholding::CalculateThresholding1(pW, bpp, bits, nWidth, nHeight);
+    }
     for (int i = 0; i < 3; ++i) CDipMorphMath::ApplyDilatation(pW, pW, bpp, bits, nWidth, nHeight);
     CDipMorphMath::ApplyDilatation(pW, AsBytes(pDst), bpp, bits, nWidth, nHeight);
     return true;
@@ -236,10 +262,27 @@ bool SearchLinesDiagonal(T* pSrc, T* pLines, T* pMask, int nWidth, int nHeight, 
     // nBorder is at least 1 for a positive pixel size; 0 would only come from
     // a negative one and is taken as a bound of 0.
     const int nBound = nBorder != 0 ? d.nTop / nBorder : 0;
-    ErodeTwoLevelWhile(pS, nWidth, nHeight, d, kDiagSWNESE, CDipMorphMath::ApplyErosionDiagSWNE, t,
-                       d.nTop, [&](int nT, int nPrev) { return nT > nBound && nT < nPrev; });
-    for (int i = 0; i < 4; ++i)
-        if (!CDipMorphMath::ApplyDilatation(pW, pW, bpp, bits, nWidth, nHeight)) return false;
+    auto go = [&](int nT, int nPrev) { return nT > nBound && nT < nPrev; };
+    if (TwoLevelImage<T> image(pS, nWidth, nHeight, static_cast<T>(d.nMaxSample)); image) {
+        for (int nPrev = d.nTop; go(t, nPrev);) {
+            image.Pass(kDiagSWNESE, true);
+            nPrev = t;
+            t = image.Level();
+        }
+        // The 8-bit dilatation reports false after its first run, which ends
+        // the search with only the scratch written.
+        if (DilatationReport<T>::kLastPassInverted) return false;
+        for (int i = 0; i < 4; ++i) image.Dilatation();
+        image.Store(pS);
+    } else {
+        for (int nPrev = d.nTop; go(t, nPrev);) {
+            CDipMorphMath::ApplyErosionDiagSWNE(pW, pW, bpp, bits, nWidth, nHeight);
+            nPrev = t;
+            t = CDipThresholding::CalculateThresholding1(pW, bpp, bits, nWidth, nHeight);
+        }
+        for (int i = 0; i < 4; ++i)
+            if (!CDipMorphMath::ApplyDilatation(pW, pW, bpp, bits, nWidth, nHeight)) return false;
+    }
 
     return CDipThickness::CreateUnionBetweenImages(AsBytes(pLines), pW, AsBytes(pLines), nWidth,
                                                    nHeight, bpp, bits, nWidth, nHeight, bpp, bits);
