@@ -4,6 +4,11 @@
 #define ZETDIP_MORPH_SET_OPERATIONS_H
 
 #include <algorithm>
+#include <cstdint>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "DipMorphMath.h"
 #include "core/common.h"
@@ -31,16 +36,52 @@ inline bool SameSetShape(int nWidthA, int nHeightA, int nAttrA, int nWidthB, int
     return nWidthA == nWidthB && nHeightA == nHeightB && nAttrA == nAttrB;
 }
 
-// nFull where both samples are non-zero, else 0. pDst may be either source.
-template <class T>
-void Intersect(const T* pA, const T* pB, T* pDst, int nCount, T nFull) {
-    for (int i = 0; i < nCount; ++i) pDst[i] = (pA[i] != 0 && pB[i] != 0) ? nFull : T(0);
+// pDst[i] = nFull where both samples (bUnion: either sample) are non-zero,
+// else 0. pDst may be either source: sixteen bytes of both are read before
+// they are written. Buffers that overlap otherwise take the sample loop.
+template <bool bUnion, class T>
+void CombineSets(const T* pA, const T* pB, T* pDst, int nCount, T nFull) {
+    auto one = [nFull](T a, T b) {
+        return (bUnion ? (a != 0 || b != 0) : (a != 0 && b != 0)) ? nFull : T(0);
+    };
+    int i = 0;
+#if defined(__SSE2__)
+    const auto apart = [&](const T* p) {
+        const auto d = reinterpret_cast<std::uintptr_t>(pDst),
+                   s = reinterpret_cast<std::uintptr_t>(p);
+        const std::uintptr_t nBytes =
+            static_cast<std::uintptr_t>(nCount > 0 ? nCount : 0) * sizeof(T);
+        return d == s || d + nBytes <= s || s + nBytes <= d;
+    };
+    if (apart(pA) && apart(pB)) {
+        constexpr int kLanes = 16 / static_cast<int>(sizeof(T));
+        const __m128i zero = _mm_setzero_si128();
+        const __m128i full = sizeof(T) == 1 ? _mm_set1_epi8(static_cast<char>(nFull))
+                                            : _mm_set1_epi16(static_cast<short>(nFull));
+        auto isZero = [&zero](__m128i v) {
+            return sizeof(T) == 1 ? _mm_cmpeq_epi8(v, zero) : _mm_cmpeq_epi16(v, zero);
+        };
+        for (; i + kLanes <= nCount; i += kLanes) {
+            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pA + i));
+            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pB + i));
+            // Lanes to clear: both zero (union), or either zero (intersection).
+            const __m128i clear =
+                bUnion ? isZero(_mm_or_si128(a, b)) : _mm_or_si128(isZero(a), isZero(b));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(pDst + i), _mm_andnot_si128(clear, full));
+        }
+    }
+#endif
+    for (; i < nCount; ++i) pDst[i] = one(pA[i], pB[i]);
 }
 
-// nFull where either sample is non-zero, else 0. pDst may be either source.
+template <class T>
+void Intersect(const T* pA, const T* pB, T* pDst, int nCount, T nFull) {
+    CombineSets<false>(pA, pB, pDst, nCount, nFull);
+}
+
 template <class T>
 void Unite(const T* pA, const T* pB, T* pDst, int nCount, T nFull) {
-    for (int i = 0; i < nCount; ++i) pDst[i] = (pA[i] != 0 || pB[i] != 0) ? nFull : T(0);
+    CombineSets<true>(pA, pB, pDst, nCount, nFull);
 }
 
 template <class T>

@@ -1,9 +1,11 @@
-// Union and the thickness stage.
+// Union, intersection and the thickness stage.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "DipThickness.h"
+#include "morph/set_operations.h"
 #include "support/images.h"
 
 namespace {
@@ -32,6 +34,45 @@ TEST(SetOperations, UnionWritesFullScaleOfItsDepthAndRefusesMismatches) {
     EXPECT_EQ(out, Words(4, 42));
     ASSERT_TRUE(Union(2, 16, 10, 2, 16, 10));
     EXPECT_EQ(out, (Words{0, 1023, 1023, 1023}));
+}
+
+// Union and intersection, sixteen bytes at a time, against the sample rule:
+// sparse images, lengths around the vector width, results written over
+// either source, and over a source shifted by one sample (the sample loop's
+// answer then propagates).
+template <class T>
+void ExpectSetsAsTheSampleRule(T nFull) {
+    using zetdip::detail::CombineSets;
+    for (int n : {0, 7, 16, 33, 1000}) {
+        auto a = zetdip::test::RandomImage<T>(n + 1, 1, 0, 3, n + 1);
+        auto b = zetdip::test::RandomImage<T>(n + 1, 1, 0, 2, n + 2);
+        for (auto* v : {&a, &b})
+            for (auto& x : *v) x = x == 1 ? T(0) : x;  // about half zeros
+        std::vector<T> u(n + 1), both(n + 1);
+        for (int i = 0; i < n; ++i) {
+            u[i] = (a[i] != 0 || b[i] != 0) ? nFull : T(0);
+            both[i] = (a[i] != 0 && b[i] != 0) ? nFull : T(0);
+        }
+        std::vector<T> out(n + 1, 0);
+        CombineSets<true>(a.data(), b.data(), out.data(), n, nFull);
+        EXPECT_TRUE(std::equal(u.begin(), u.begin() + n, out.begin())) << n;
+        auto inA = a;
+        CombineSets<false>(inA.data(), b.data(), inA.data(), n, nFull);
+        EXPECT_TRUE(std::equal(both.begin(), both.begin() + n, inA.begin())) << n;
+        auto inB = b;
+        CombineSets<true>(a.data(), inB.data(), inB.data(), n, nFull);
+        EXPECT_TRUE(std::equal(u.begin(), u.begin() + n, inB.begin())) << n;
+        auto shifted = a, expected = a;
+        for (int i = 0; i < n; ++i)
+            expected[i + 1] = (expected[i] != 0 || b[i] != 0) ? nFull : T(0);
+        CombineSets<true>(shifted.data(), b.data(), shifted.data() + 1, n, nFull);
+        EXPECT_EQ(shifted, expected) << n;
+    }
+}
+
+TEST(SetOperations, VectorsAsTheSampleRule) {
+    ExpectSetsAsTheSampleRule<unsigned char>(255);
+    ExpectSetsAsTheSampleRule<unsigned short>(4095);
 }
 
 TEST(ThicknessStage, TwelveBitTwoLevelMaskComesBackClippedToConstraint) {

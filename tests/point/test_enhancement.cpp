@@ -1,6 +1,7 @@
 // Contrast stretching and contrast manipulation.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <vector>
 
 #include "DipEnhancement.h"
@@ -21,12 +22,22 @@ TEST(Stretching, IntegralGainSwappedBoundsAndWideBands) {
         {200, 0, {0, 150, 199, 200, 255}, {0, 150, 199, 255, 255}},  // bounds swapped
         {50, 100, {49, 50, 99, 100, 7}, {0, 0, 245, 255, 0}},        // gain 5
         {-10, 300, {0, 128, 255, 1, 2}, {0, 0, 0, 0, 0}},            // band wider than the range
+        {-3, 40, {0, 39, 40, 255, 1}, {15, 210, 255, 255, 20}},      // gain 5 from below 0
+        {300, 400, {0, 255, 128, 1, 2}, {0, 0, 0, 0, 0}},            // band above the range
+        // The band's width wraps to -1, gain -255: the low 8 bits give v back.
+        {INT_MIN, INT_MAX, {0, 1, 128, 254, 255}, {0, 1, 128, 254, 255}},
     };
     for (auto& c : cases) {
-        Bytes8 out(5);
-        ASSERT_TRUE(
-            CDipEnhancement::ApplyStretching(c.in.data(), out.data(), 8, 8, 5, 1, c.lo, c.hi));
-        EXPECT_EQ(out, c.out) << c.lo << ".." << c.hi;
+        // Repeated past two vector widths, so that whole vectors and the tail see every row.
+        Bytes8 in, expected;
+        for (int k = 0; k < 7; ++k) {
+            in.insert(in.end(), c.in.begin(), c.in.end());
+            expected.insert(expected.end(), c.out.begin(), c.out.end());
+        }
+        Bytes8 out(in.size());
+        ASSERT_TRUE(CDipEnhancement::ApplyStretching(in.data(), out.data(), 8, 8,
+                                                     static_cast<int>(in.size()), 1, c.lo, c.hi));
+        EXPECT_EQ(out, expected) << c.lo << ".." << c.hi;
     }
     Bytes8 untouched(5, 42);  // nLow == nHigh: true, nothing written
     EXPECT_TRUE(
@@ -35,11 +46,27 @@ TEST(Stretching, IntegralGainSwappedBoundsAndWideBands) {
 }
 
 TEST(Stretching, SixteenBitMaximaAndColourCoverage) {
-    Words in = {4094, 4095, 0, 65535}, out(4);
-    ASSERT_TRUE(CDipEnhancement::ApplyStretching(Bytes(in), Bytes(out), 16, 12, 2, 1, 0, 4095));
-    EXPECT_EQ(out, (Words{4094, 4095, 0, 0}));
-    ASSERT_TRUE(CDipEnhancement::ApplyStretching(Bytes(in), Bytes(out), 16, 16, 4, 1, 0, 65535));
-    EXPECT_EQ(out, (Words{4094, 4095, 0, 65535}));
+    struct Case {
+        int bits, lo, hi;
+        Words in, out;
+    } cases[] = {
+        {12, 0, 4095, {4094, 4095, 0, 65535}, {4094, 4095, 0, 4095}},
+        {16, 0, 65535, {4094, 4095, 0, 65535}, {4094, 4095, 0, 65535}},
+        {16, -1000, 10, {0, 5, 9, 10}, {64000, 64320, 64576, 65535}},  // gain 64 from below 0
+        // Gain -4095 from the wrapped width: v * 61441, low 16 bits.
+        {12, INT_MIN, INT_MAX, {0, 1, 2, 65535}, {0, 61441, 57346, 4095}},
+    };
+    for (auto& c : cases) {
+        Words in, expected;
+        for (int k = 0; k < 5; ++k) {
+            in.insert(in.end(), c.in.begin(), c.in.end());
+            expected.insert(expected.end(), c.out.begin(), c.out.end());
+        }
+        Words out(in.size());
+        ASSERT_TRUE(CDipEnhancement::ApplyStretching(Bytes(in), Bytes(out), 16, c.bits,
+                                                     static_cast<int>(in.size()), 1, c.lo, c.hi));
+        EXPECT_EQ(out, expected) << c.lo << ".." << c.hi;
+    }
     Bytes8 colour(12, 200), dst(12, 0);  // all three samples of each pixel
     ASSERT_TRUE(CDipEnhancement::ApplyStretching(colour.data(), dst.data(), 24, 8, 2, 2, 0, 100));
     EXPECT_EQ(dst, Bytes8(12, 255));
