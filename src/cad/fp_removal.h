@@ -4,10 +4,90 @@
 #define ZETDIP_CAD_FP_REMOVAL_H
 
 #include <cstddef>
+#include <cstring>
+#include <memory>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "core/common.h"
 
 namespace zetdip::detail {
+
+#if defined(__SSE2__)
+// The same for images of eight columns or more, a vector of samples at a
+// time. The rolling copy keeps the rows as the sample loop leaves them: each
+// row reads the copy as it stood when the row began (a column is advanced
+// only after every test that reads it), then every column moves down one
+// row, and the last three columns, advanced twice, hold rows y and y + 1.
+template <class T>
+bool RemoveFalsePositivesWide(const T* pExclusion, const T* pSrc, T* pDst, int nHeight, int nWidth,
+                              bool bUseExclusion) {
+    const std::size_t w = static_cast<std::size_t>(nWidth);
+    std::unique_ptr<T[]> pRows = NewScratch<T>(SampleCount(3, nWidth));
+    if (!pRows) return false;
+    T* pRow[3] = {pRows.get(), pRows.get() + w, pRows.get() + 2 * w};
+    for (int k = 0; k < 3 && k < nHeight; ++k)
+        std::memcpy(pRow[k], pSrc + static_cast<std::size_t>(k) * w, w * sizeof(T));
+
+    constexpr int kLanes = 16 / static_cast<int>(sizeof(T));
+    const __m128i zero = _mm_setzero_si128();
+    auto load = [](const T* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
+    auto isZero = [&zero](__m128i v) {
+        return sizeof(T) == 1 ? _mm_cmpeq_epi8(v, zero) : _mm_cmpeq_epi16(v, zero);
+    };
+    for (int y = 0; y < nHeight; ++y) {
+        const std::size_t nRow = static_cast<std::size_t>(y) * w;
+        const T* const pCur = pSrc + nRow;
+        T* const pOut = pDst + nRow;
+        if (pOut != pCur) std::memmove(pOut, pCur, w * sizeof(T));
+        if (y < 2 || y > nHeight - 3) continue;
+
+        const T* const pB1 = pCur + w;
+        const T* const pB2 = pB1 + w;
+        const T* const pR0 = pRow[0];
+        const T* const pR1 = pRow[1];
+        const T* const pEx = pExclusion + nRow;
+        auto clearAt = [&](int x) {  // the sample rule at one column
+            bool bIsolated = true;
+            for (int c = x - 2; c <= x + 2; ++c)
+                bIsolated = bIsolated && pR0[c] == 0 && pR1[c] == 0 &&
+                            (c == x || (pB1[c] == 0 && pB2[c] == 0));
+            return pCur[x] != 0 && (bIsolated || (bUseExclusion && pEx[x] != 0));
+        };
+        int x = 2;
+        for (; x + kLanes - 1 <= nWidth - 3; x += kLanes) {
+            __m128i any = _mm_or_si128(load(pR0 + x - 2), load(pR1 + x - 2));
+            for (int c : {-1, 0, 1, 2})
+                any = _mm_or_si128(any, _mm_or_si128(load(pR0 + x + c), load(pR1 + x + c)));
+            for (int c : {-2, -1, 1, 2})
+                any = _mm_or_si128(any, _mm_or_si128(load(pB1 + x + c), load(pB2 + x + c)));
+            __m128i clear = isZero(any);
+            if (bUseExclusion)
+                clear = _mm_or_si128(
+                    clear, _mm_andnot_si128(isZero(load(pEx + x)), _mm_cmpeq_epi8(zero, zero)));
+            // A zero sample stays zero either way.
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(pOut + x),
+                             _mm_andnot_si128(clear, load(pOut + x)));
+        }
+        for (; x <= nWidth - 3; ++x)
+            if (clearAt(x)) pOut[x] = 0;
+
+        // Every column down one row; the last three once more.
+        T* const pOldest = pRow[0];
+        pRow[0] = pRow[1];
+        pRow[1] = pRow[2];
+        pRow[2] = pOldest;
+        std::memcpy(pRow[2], pB1, w * sizeof(T));
+        for (std::size_t c = w - 3; c < w; ++c) {
+            pRow[0][c] = pRow[1][c];
+            pRow[1][c] = pB1[c];
+        }
+    }
+    return true;
+}
+#endif
 
 // Copies pSrc to pDst and clears, inside a frame two pixels wide at the top,
 // bottom and left and two columns at the right, every candidate with no other
@@ -20,6 +100,10 @@ bool RemoveFalsePositives(const T* pExclusion, const T* pSrc, T* pDst, int nHeig
                           bool bUseExclusion) {
     // No pixel, nothing to do; the column bounds below assume nWidth > 0.
     if (nWidth <= 0 || nHeight <= 0) return true;
+#if defined(__SSE2__)
+    if (nWidth >= 8)
+        return RemoveFalsePositivesWide(pExclusion, pSrc, pDst, nHeight, nWidth, bUseExclusion);
+#endif
     const std::size_t w = nWidth > 0 ? static_cast<std::size_t>(nWidth) : 0;
     std::unique_ptr<T[]> pRows = NewScratch<T>(SampleCount(3, nWidth));
     if (!pRows) return false;

@@ -56,7 +56,8 @@ TYPED_TEST(FPRemoval, PairsRightEdgeDoubleAdvanceAndFrame) {
 TYPED_TEST(FPRemoval, MatchesReferenceInPlaceAndNot) {
     using T = TypeParam;
     std::uint32_t seed = 11;
-    for (auto [w, h] : {std::pair{1, 1}, {2, 2}, {3, 1}, {1, 3}, {5, 5}, {6, 5}, {67, 33}})
+    for (auto [w, h] :
+         {std::pair{1, 1}, {2, 2}, {3, 1}, {1, 3}, {5, 5}, {6, 5}, {8, 9}, {67, 33}, {300, 24}})
         for (int nSparse : {1, 4}) {  // candidates one in two, one in five
             auto src = RandomImage<T>(w, h, 0, nSparse, ++seed);
             for (T& v : src) v = v == 1 ? 3 : 0;
