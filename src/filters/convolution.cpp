@@ -1,6 +1,11 @@
 #include "filters/convolution.h"
 
 #include <cmath>
+#include <cstring>
+
+#if ZETDIP_HAS_AVX2_PATH
+#include <immintrin.h>
+#endif
 
 #include "DipFilters.h"
 
@@ -108,10 +113,117 @@ void FusedBaseline(T* pOut, const T* const* pRows, const double* pWeights, int n
     FusedBody(pOut, pRows, pWeights, nTaps, n, dDivisor, dOffset, dMax);
 }
 #if ZETDIP_HAS_AVX2_PATH
+// Four samples at p as doubles.
 template <class T>
+ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE __m256d LoadFour(const T* p) {
+    if constexpr (sizeof(T) == 1) {
+        int v = 0;
+        std::memcpy(&v, p, sizeof v);
+        return _mm256_cvtepi32_pd(_mm_cvtepu8_epi32(_mm_cvtsi32_si128(v)));
+    } else {
+        return _mm256_cvtepi32_pd(
+            _mm_cvtepu16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))));
+    }
+}
+
+// Eight samples at p as ints.
+template <class T>
+ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE __m256i LoadEight(const T* p) {
+    if constexpr (sizeof(T) == 1)
+        return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+    else
+        return _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+}
+
+// StoreRun for four sums: sum / divisor + offset, then 0 below 0, dMax above
+// it, truncation between (NaN never occurs: the sums are finite).
+template <class T>
+ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE void StoreFour(T* p, __m256d sum, bool bDivide,
+                                                       __m256d divisor, __m256d offset,
+                                                       __m256d top) {
+    __m256d v = bDivide ? _mm256_div_pd(sum, divisor) : sum;
+    v = _mm256_add_pd(v, offset);
+    v = _mm256_min_pd(_mm256_max_pd(v, _mm256_setzero_pd()), top);
+    __m128i q = _mm256_cvttpd_epi32(v);
+    q = _mm_packus_epi32(q, q);
+    if constexpr (sizeof(T) == 1) {
+        const int r = _mm_cvtsi128_si32(_mm_packus_epi16(q, q));
+        std::memcpy(p, &r, sizeof r);
+    } else {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(p), q);
+    }
+}
+
+// The fractional-weight sums of FusedVectorsAvx2, eight samples at a time
+// in two vectors whose divisions overlap; returns the samples done.
+template <class T, int N, bool kDivide>
+ZETDIP_TARGET_AVX2 int DoubleVectorsAvx2(T* pOut, const T* const* r, const __m256d* w, int n,
+                                         __m256d divisor, __m256d offset, __m256d top) {
+    int i = 0;
+    for (; i + 8 <= n; i += 8) {
+        __m256d a = _mm256_setzero_pd(), b = _mm256_setzero_pd();
+        for (int t = 0; t < N; ++t) {
+            a = _mm256_add_pd(a, _mm256_mul_pd(w[t], LoadFour(r[t] + i)));
+            b = _mm256_add_pd(b, _mm256_mul_pd(w[t], LoadFour(r[t] + i + 4)));
+        }
+        StoreFour(pOut + i, a, kDivide, divisor, offset, top);
+        StoreFour(pOut + i + 4, b, kDivide, divisor, offset, top);
+    }
+    return i;
+}
+
+// The fused run with N taps, vectors across the samples: each sample's sum
+// is added in tap order as in FusedBody (whole weights: in int, exact).
+// pOut may be one of the rows: a sample's taps read that row only at its
+// own column or to the right, and each vector is read before it is stored.
+template <class T, int N>
+ZETDIP_TARGET_AVX2 void FusedVectorsAvx2(T* pOut, const T* const* pRows, const double* pWeights,
+                                         int n, double dDivisor, double dOffset, double dMax) {
+    bool bInt = true;
+    int nIntWeights[N > 0 ? N : 1] = {};
+    for (int t = 0; t < N; ++t) {
+        const double w = pWeights[t];
+        bInt = bInt && std::fabs(w) <= conv::kMaxIntegerWeight && w == std::trunc(w);
+        if (bInt) nIntWeights[t] = static_cast<int>(w);
+    }
+    const bool bDivide = dDivisor != 1.0;
+    const __m256d divisor = _mm256_set1_pd(dDivisor), offset = _mm256_set1_pd(dOffset),
+                  top = _mm256_set1_pd(dMax);
+    int i = 0;
+    if (bInt) {
+        __m256i w[N > 0 ? N : 1];
+        for (int t = 0; t < N; ++t) w[t] = _mm256_set1_epi32(nIntWeights[t]);
+        for (; i + 8 <= n; i += 8) {
+            __m256i s = _mm256_setzero_si256();
+            for (int t = 0; t < N; ++t)
+                s = _mm256_add_epi32(s, _mm256_mullo_epi32(w[t], LoadEight(pRows[t] + i)));
+            const __m256d lo = _mm256_cvtepi32_pd(_mm256_castsi256_si128(s));
+            const __m256d hi = _mm256_cvtepi32_pd(_mm256_extracti128_si256(s, 1));
+            StoreFour(pOut + i, lo, bDivide, divisor, offset, top);
+            StoreFour(pOut + i + 4, hi, bDivide, divisor, offset, top);
+        }
+    } else {
+        __m256d w[N > 0 ? N : 1];
+        const T* r[N > 0 ? N : 1];
+        for (int t = 0; t < N; ++t) w[t] = _mm256_set1_pd(pWeights[t]), r[t] = pRows[t];
+        i = bDivide ? DoubleVectorsAvx2<T, N, true>(pOut, r, w, n, divisor, offset, top)
+                    : DoubleVectorsAvx2<T, N, false>(pOut, r, w, n, divisor, offset, top);
+    }
+    if (i < n) {
+        const T* pTail[N > 0 ? N : 1];
+        for (int t = 0; t < N; ++t) pTail[t] = pRows[t] + i;
+        FusedBody(pOut + i, pTail, pWeights, N, n - i, dDivisor, dOffset, dMax);
+    }
+}
+
+template <class T, int N = 0>
 ZETDIP_TARGET_AVX2 void FusedAvx2(T* pOut, const T* const* pRows, const double* pWeights, int nTaps,
                                   int n, double dDivisor, double dOffset, double dMax) {
-    FusedBody(pOut, pRows, pWeights, nTaps, n, dDivisor, dOffset, dMax);
+    if constexpr (N < conv::kFusedTaps) {
+        if (nTaps != N)
+            return FusedAvx2<T, N + 1>(pOut, pRows, pWeights, nTaps, n, dDivisor, dOffset, dMax);
+    }
+    FusedVectorsAvx2<T, N>(pOut, pRows, pWeights, n, dDivisor, dOffset, dMax);
 }
 #endif
 
