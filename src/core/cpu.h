@@ -21,6 +21,14 @@
 #define ZETDIP_ALWAYS_INLINE inline
 #endif
 
+// Table lookups that the vectorizer would turn into emulated gathers,
+// slower than the scalar loads.
+#if defined(__GNUC__) && !defined(__clang__)
+#define ZETDIP_NO_VECTORIZE __attribute__((optimize("no-tree-vectorize")))
+#else
+#define ZETDIP_NO_VECTORIZE
+#endif
+
 namespace zetdip::detail {
 
 enum class VectorPath { kAuto, kBaseline, kAvx2 };

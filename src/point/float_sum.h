@@ -20,6 +20,7 @@
 #include <cstdint>
 
 #include "core/common.h"
+#include "core/cpu.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -188,6 +189,103 @@ inline std::int64_t TwoValuedWord(const SumStep& sLo, const SumStep& sHi, std::u
     return total;
 }
 
+#if defined(__SSE2__)
+// The ulps that a block of nWords * 64 samples adds when each sample's term
+// is its own value and the block stays in the binade of ulp 2^k (k may be
+// negative); updates the parity. A value v adds q = (v + 2^(k-1) - 1) >> k
+// ulps (its lower increment; the rounding is to nearest) and is a tie when
+// its low k bits are exactly 2^(k-1): integer arithmetic in vectors, the
+// ties settled word by word as in TwoValuedWord.
+template <class T>
+std::int64_t SampleTermWords(const T* b, int nWords, int k, std::uint32_t& parity) {
+    constexpr int kBits = 8 * static_cast<int>(sizeof(T));
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i flip = _mm_set1_epi16(static_cast<short>(0x8000));
+    const __m128i ones = _mm_set1_epi16(1);
+    auto load = [](const T* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
+    // Sum of eight 16-bit lanes, unsigned, into four 32-bit lanes.
+    auto add16 = [&](__m128i acc, __m128i v) {
+        return _mm_add_epi32(acc, _mm_madd_epi16(_mm_xor_si128(v, flip), ones));
+    };
+    auto total32 = [](__m128i v) {
+        alignas(16) std::int32_t l[4];
+        _mm_store_si128(reinterpret_cast<__m128i*>(l), v);
+        return static_cast<std::int64_t>(l[0]) + l[1] + l[2] + l[3];
+    };
+    const std::int64_t nSamples = 64LL * nWords;
+    if (k <= 0) {
+        // Every sum is exact: the block adds its values, 2^-k ulps each.
+        __m128i acc = zero;
+        for (int i = 0; i < 64 * nWords; i += 16 / static_cast<int>(sizeof(T))) {
+            if constexpr (sizeof(T) == 1)
+                acc = _mm_add_epi32(acc, _mm_sad_epu8(load(b + i), zero));
+            else
+                acc = add16(acc, load(b + i));
+        }
+        std::int64_t sum = total32(acc) + (sizeof(T) == 1 ? 0 : 32768 * nSamples);
+        sum <<= -k;
+        parity ^= static_cast<std::uint32_t>(sum & 1);
+        return sum;
+    }
+    if (k > kBits) return 0;  // every value below half an ulp adds nothing
+    const int nHalf = 1 << (k - 1);
+    const __m128i lowBits = _mm_set1_epi16(static_cast<short>((1 << k) - 1));
+    const __m128i half = _mm_set1_epi16(static_cast<short>(nHalf));
+    // (v + nHalf - 1) >> k without leaving 16 bits: halve with the rounding
+    // average first.
+    const __m128i bias = _mm_set1_epi16(static_cast<short>(nHalf > 1 ? nHalf - 2 : 0));
+    const __m128i shift = _mm_cvtsi32_si128(k - 1);
+    auto lower = [&](__m128i v16) {
+        const __m128i h = k == 1 ? _mm_srli_epi16(v16, 1) : _mm_avg_epu16(v16, bias);
+        return _mm_srl_epi16(h, shift);
+    };
+    __m128i acc = zero;
+    std::int64_t total = 0;
+    for (int w = 0; w < nWords; ++w) {
+        std::uint64_t cbits = 0, ties = 0;
+        for (int j = 0; j < 64; j += 16) {
+            __m128i q0, q1, t0, t1;
+            if constexpr (sizeof(T) == 1) {
+                const __m128i v = load(b + 64 * w + j);
+                const __m128i v0 = _mm_unpacklo_epi8(v, zero), v1 = _mm_unpackhi_epi8(v, zero);
+                q0 = lower(v0), q1 = lower(v1);
+                t0 = _mm_cmpeq_epi16(_mm_and_si128(v0, lowBits), half);
+                t1 = _mm_cmpeq_epi16(_mm_and_si128(v1, lowBits), half);
+            } else {
+                const __m128i v0 = load(b + 64 * w + j), v1 = load(b + 64 * w + j + 8);
+                q0 = lower(v0), q1 = lower(v1);
+                t0 = _mm_cmpeq_epi16(_mm_and_si128(v0, lowBits), half);
+                t1 = _mm_cmpeq_epi16(_mm_and_si128(v1, lowBits), half);
+            }
+            acc = add16(add16(acc, q0), q1);
+            const __m128i odd = _mm_packs_epi16(_mm_slli_epi16(q0, 15), _mm_slli_epi16(q1, 15));
+            cbits |= static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(odd))) << j;
+            ties |= static_cast<std::uint64_t>(
+                        static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(t0, t1))))
+                    << j;
+        }
+        if (ties != 0)
+            total += TieExtras(cbits, ties, parity);
+        else
+            parity ^= static_cast<std::uint32_t>(PopCount64(cbits) & 1);
+    }
+    return total + total32(acc) + 32768 * nSamples;
+}
+#endif
+
+// The sum of pPack[v] over the n samples v at b.
+template <class T>
+ZETDIP_NO_VECTORIZE std::int64_t PackedSum(const std::int64_t* pPack, const T* b, long long n) {
+    std::int64_t s0 = 0, s1 = 0;
+    long long k = 0;
+    for (; k + 2 <= n; k += 2) {
+        s0 += pPack[b[k]];
+        s1 += pPack[b[k + 1]];
+    }
+    if (k < n) s0 += pPack[b[k]];
+    return s0 + s1;
+}
+
 // The literal loop: the reference for every other path.
 template <class T, class Term>
 float AccumulateFloatLiteral(const T* pSrc, long long nCount, Term term) {
@@ -200,7 +298,7 @@ float AccumulateFloatLiteral(const T* pSrc, long long nCount, Term term) {
 // term(v) >= 0 is the double term of sample value v. Scratch: two tables
 // over the range of values present (pSpan, when given, holds every sample);
 // without them the literal loop runs.
-template <class T, class Term>
+template <class T, class Term, bool kSampleTerms = false>
 float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path = SumPath::kFast,
                       const SampleSpan* pSpan = nullptr) {
     if (path == SumPath::kScalarOnly || nCount <= 0)
@@ -215,7 +313,12 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
     const std::size_t nRange = static_cast<std::size_t>(nMax - nMin) + 1;
     auto pTerm = NewScratch<double>(nRange);
     auto table = NewScratch<SumStep>(nRange);
-    if (!pTerm || !table) return AccumulateFloatLiteral(pSrc, nCount, term);
+    // Increments packed with a tie count in the low bits, which a block
+    // cannot overflow.
+    constexpr int kTieBits = 16;
+    constexpr std::int64_t kTieCount = (std::int64_t{1} << kTieBits) - 1;
+    auto packed = NewScratch<std::int64_t>(nRange);
+    if (!pTerm || !table || !packed) return AccumulateFloatLiteral(pSrc, nCount, term);
     double dMaxTerm = 0.0;
     int nZeroTerms = 0, nZeroValue = 0;
     for (std::size_t v = 0; v < nRange; ++v) {
@@ -296,20 +399,45 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
             continue;
         }
         if (e != nTableExp) {
-            for (std::size_t v = 0; v < nRange; ++v) table[v] = StepInBinade(pTerm[v], lo, u);
+            for (std::size_t v = 0; v < nRange; ++v) {
+                table[v] = StepInBinade(pTerm[v], lo, u);
+                packed[v] = (static_cast<std::int64_t>(table[v].inc0) << kTieBits) +
+                            (table[v].d != 0 ? 1 : 0);
+            }
             nTableExp = e;
         }
         const auto k0 = static_cast<std::int64_t>(static_cast<double>(acc) / u);
         auto parity = static_cast<std::uint32_t>(k0 & 1);
         std::int64_t total = 0;
-        if (bTwo) {
+        bool bDone = false;
+#if defined(__SSE2__)
+        if constexpr (kSampleTerms) {
+            if (!bTwo && nLen == kBlock) {
+                total = SampleTermWords(b, kBlock / 64, e - 24, parity);
+                bDone = true;
+            }
+        }
+#endif
+        if (bDone) {
+        } else if (bTwo) {
             for (int w = 0; w < kBlock / 64; ++w)
                 total += TwoValuedWord(table[0], table[nRange - 1], maskLo[w], maskHi[w], parity);
         } else {
-            for (long long k = 0; k < nLen; ++k) {
-                const SumStep& s = table[static_cast<std::size_t>(static_cast<int>(b[k]) - nMin)];
-                total += s.inc0 + (s.d & -static_cast<std::int32_t>(parity));
-                parity = (parity & s.x) ^ s.y;
+            // Without a tie every value adds inc0 whatever the parity, so the
+            // block is a plain sum of packed entries (inc0 above, a tie count
+            // below); the parity walk is needed only with a tie.
+            const std::int64_t* pPack = packed.get() - nMin;
+            const std::int64_t nPacked = PackedSum(pPack, b, nLen);
+            const SumStep* pStep = table.get() - nMin;
+            if ((nPacked & kTieCount) == 0) {
+                total = nPacked >> kTieBits;
+                parity ^= static_cast<std::uint32_t>(total & 1);
+            } else {
+                for (long long k = 0; k < nLen; ++k) {
+                    const SumStep& s = pStep[b[k]];
+                    total += s.inc0 + (s.d & -static_cast<std::int32_t>(parity));
+                    parity = (parity & s.x) ^ s.y;
+                }
             }
         }
         acc = static_cast<float>(static_cast<double>(k0 + total) * u);

@@ -39,8 +39,8 @@ template <class T>
 float Mean(const T* pSrc, int nCount, SumPath path = SumPath::kFast,
            const SampleSpan* pSpan = nullptr) {
     if (nCount == 0) return 0.0f;
-    const float fSum = AccumulateFloat(
-        pSrc, nCount, [](T v) { return static_cast<double>(v); }, path, pSpan);
+    auto value = [](T v) { return static_cast<double>(v); };
+    const float fSum = AccumulateFloat<T, decltype(value), true>(pSrc, nCount, value, path, pSpan);
     return MeanOfSum(fSum, nCount);
 }
 

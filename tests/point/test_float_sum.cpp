@@ -174,6 +174,40 @@ TEST(FloatSum, SmallAndOddSizesMatchTheLiteralLoop) {
     }
 }
 
+#if defined(__SSE2__)
+// The vector kernel of sample terms, one block at every binade a block of
+// samples fits in, from exact sums (ulps below 1) to ulps past twice the
+// largest sample, from both parities; half the samples are tie values there.
+template <class T>
+void ExpectSampleTermBlocksAsTheLiteralLoop(int nTop) {
+    const int kBits = 8 * static_cast<int>(sizeof(T));
+    for (int k = kBits == 8 ? -6 : 2; k <= kBits + 2; ++k) {
+        const double u = std::ldexp(1.0, k);
+        auto block =
+            zetdip::test::RandomImage<T>(256, 1, 0, nTop, static_cast<std::uint32_t>(k + 40));
+        if (k >= 1)
+            for (std::size_t i = 0; i < block.size(); i += 2)
+                block[i] =
+                    static_cast<T>((block[i] & ~((1 << k) - 1) & nTop) | (1 << (k - 1) & nTop));
+        for (int p : {0, 1}) {
+            const auto k0 = static_cast<std::int64_t>(std::ldexp(1.0, 23)) + 34 + p;
+            float acc = static_cast<float>(static_cast<double>(k0) * u);
+            for (T v : block) acc = static_cast<float>(static_cast<double>(acc) + v);
+            auto parity = static_cast<std::uint32_t>(p);
+            const std::int64_t total = zetdip::detail::SampleTermWords(block.data(), 4, k, parity);
+            EXPECT_EQ(Bits(static_cast<float>(static_cast<double>(k0 + total) * u)), Bits(acc))
+                << "ulp 2^" << k << ", parity " << p;
+            EXPECT_EQ(parity, static_cast<std::uint32_t>((k0 + total) & 1));
+        }
+    }
+}
+
+TEST(FloatSum, SampleTermBlocksAtEveryBinade) {
+    ExpectSampleTermBlocksAsTheLiteralLoop<unsigned char>(255);
+    ExpectSampleTermBlocksAsTheLiteralLoop<unsigned short>(65535);
+}
+#endif
+
 TEST(FloatSum, ScalarPathIsTheLiteralLoop) {
     const auto image = zetdip::test::RandomImage<unsigned char>(1000, 100, 0, 255, 12);
     const int n = static_cast<int>(image.size());
