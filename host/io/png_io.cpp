@@ -162,7 +162,7 @@ void WritePng(const std::string& path, const void* pPixels, int nWidth, int nHei
         auto* pBase = static_cast<png_bytep>(const_cast<void*>(pPixels));
         for (std::size_t y = 0; y < rows.size(); ++y) rows[y] = pBase + y * nRowBytes;
         std::unique_ptr<std::FILE, FileCloser> f(std::fopen(tmp.c_str(), "wb"));
-        if (!f) throw Error(tmp, io::ErrnoText(errno));
+        if (!f) throw Error(path, io::ErrnoText(errno));
         PngHandle h(true);
         errno = 0;
         if (!WritePngRows(h, f.get(), static_cast<png_uint_32>(nWidth),

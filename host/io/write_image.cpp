@@ -21,7 +21,7 @@ void WriteFileAtomically(const std::string& path, const std::string& contents) {
     try {
         io::WriteThroughTemporary(path, [&](const std::string& tmp) {
             std::unique_ptr<std::FILE, FileCloser> f(std::fopen(tmp.c_str(), "wb"));
-            if (!f) throw Error(tmp, io::ErrnoText(errno));
+            if (!f) throw Error(path, io::ErrnoText(errno));
             if (!contents.empty() &&
                 std::fwrite(contents.data(), 1, contents.size(), f.get()) != contents.size())
                 throw Error(path, io::ErrnoText(errno));

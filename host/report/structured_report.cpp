@@ -14,8 +14,10 @@
 #include <gdcmUIDGenerator.h>
 #include <gdcmWriter.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <fstream>
 #include <optional>
@@ -485,7 +487,7 @@ void WriteMammographyCadSr(const std::string& sourceDicomPath,
 
     const std::string tmp = outPath + ".tmp";
     std::ofstream stream(tmp, std::ios::binary | std::ios::trunc);
-    if (!stream) throw Error(outPath, "cannot create " + tmp);
+    if (!stream) throw Error(outPath, std::string("cannot create the file: ") + std::strerror(errno));
     gdcm::Writer writer;
     writer.SetStream(stream);
     writer.GetFile().GetHeader().SetDataSetTransferSyntax(
