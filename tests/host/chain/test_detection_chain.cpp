@@ -1,14 +1,12 @@
 // The whole detection chain on a synthetic 12-bit mammogram hung as a file
-// brings it (axilla at the top), both sides: every planted cluster of four
-// or more microcalcifications is marked by a circle centred within 5 mm of
-// it in the file's frame, and no circle lies where nothing was planted
-// (vessels included). Candidates come from the finest wavelet detail level:
-// calcifications of 0.3 to 0.8 mm answer there in blobs of a few pixels,
-// which pass the 0.1 to 1 mm size test.
+// brings it: every planted cluster of four calcifications or more is marked
+// by a circle centred within 5 mm of it in the file's frame, and no circle
+// lies where nothing was planted; a film padded with zero columns and rows,
+// hung either way up, is cropped, and its circles and mask still land in
+// the file's frame.
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <string>
 
 #include "detection_chain.h"
@@ -18,7 +16,6 @@
 namespace {
 
 using zetdip::host::Detect;
-using zetdip::host::DetectOptions;
 using zetdip::host::Side;
 
 class DetectionChain : public ::testing::TestWithParam<bool> {};
@@ -30,59 +27,42 @@ TEST_P(DetectionChain, MarksPlantedClustersAndNothingElse) {
     options.clusterSizes = {6, 5, 8, 3};
     const auto m = zetdip::phantom::MakeMammogram(options);
     const auto image = zetdip::host::SyntheticImage(m);
-    DetectOptions detect;
+    zetdip::host::DetectOptions detect;
     detect.keepStepImages = true;
     const auto r = Detect(image, detect);
     ASSERT_TRUE(r.Ok()) << r.failedStep;
     EXPECT_EQ(r.breastSide.value, GetParam() ? Side::Right : Side::Left);
     EXPECT_TRUE(r.frame.flipRows);
     EXPECT_EQ(r.flipRows.source, "PatientOrientation");
-    for (const auto& step : r.steps) EXPECT_EQ(step.returned, 1) << step.name << " returned false";
+    for (const auto& step : r.steps) EXPECT_EQ(step.returned, 1) << step.name;
     ASSERT_EQ(r.mask.size(), image.PixelCount());
     ASSERT_EQ(r.kept.size(), image.PixelCount());
 
     std::vector<bool> bMarksCluster(r.clusters.size(), false);
     for (const auto& cluster : m.truth.clusters) {
-        // The truth is in the library's orientation: rows bottom-up.
-        const double row = m.nHeight - 1 - cluster.centre.y;
+        const double row = m.nHeight - 1 - cluster.centre.y;  // the truth's rows count up
         bool bFound = false;
-        for (std::size_t k = 0; k < r.clusters.size(); ++k) {
-            const auto& c = r.clusters[k];
-            if (std::hypot(c.x - cluster.centre.x, c.y - row) <= 5.0 / m.dPixelSize)
+        for (std::size_t k = 0; k < r.clusters.size(); ++k)
+            if (std::hypot(r.clusters[k].x - cluster.centre.x, r.clusters[k].y - row) <=
+                5.0 / m.dPixelSize)
                 bFound = bMarksCluster[k] = true;
-        }
-        std::printf("cluster of %zu at column %.0f, row %.0f: %s\n", cluster.members.size(),
-                    cluster.centre.x, row, bFound ? "marked" : "not marked");
-        if (cluster.members.size() >= 4) {
-            EXPECT_TRUE(bFound);
-        }
+        if (cluster.members.size() >= 4) EXPECT_TRUE(bFound) << cluster.centre.x << ", " << row;
     }
     for (std::size_t k = 0; k < r.clusters.size(); ++k) {
         const auto& c = r.clusters[k];
-        EXPECT_TRUE(bMarksCluster[k])
-            << "circle at column " << c.x << ", row " << c.y << " marks nothing planted";
-        // The circle holds kept candidates, and the mask lies under its centre.
+        EXPECT_TRUE(bMarksCluster[k]) << "circle at " << c.x << ", " << c.y << " marks nothing";
         EXPECT_GE(c.members, 1);
         EXPECT_NEAR(c.xMm, c.x * m.dPixelSize, 1e-9);
         EXPECT_NEAR(c.radiusMm, c.radius * m.dPixelSize, 1e-9);
-        EXPECT_EQ(r.kept[static_cast<std::size_t>(c.y) * m.nWidth + c.x] == 255 ||
-                      r.mask[static_cast<std::size_t>(c.y) * m.nWidth + c.x] == 255,
-                  true);
+        const std::size_t i = static_cast<std::size_t>(c.y) * m.nWidth + c.x;
+        EXPECT_TRUE(r.kept[i] == 255 || r.mask[i] == 255);
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(BothSides, DetectionChain, ::testing::Values(false, true));
 
-}  // namespace
-
-namespace {
-
-// A film padded with zero columns and rows, hung either way up: the chain
-// crops the padding, reverses the rows only when the axilla is at the top,
-// and every circle still lands on its planted cluster in the file's frame.
 struct Hanging {
-    bool bBreastOnRight;
-    bool bAxillaAtTop;
+    bool bBreastOnRight, bAxillaAtTop;
 };
 
 class PaddedFilm : public ::testing::TestWithParam<Hanging> {};
@@ -110,10 +90,8 @@ TEST_P(PaddedFilm, CirclesLandOnTheClustersInTheFileFrame) {
 
     const auto r = Detect(image, {});
     ASSERT_TRUE(r.Ok()) << r.failedStep;
-    EXPECT_EQ(r.frame.left, padLeft);
-    EXPECT_EQ(r.frame.top, padTop);
-    EXPECT_EQ(r.frame.width, m.nWidth);
-    EXPECT_EQ(r.frame.height, m.nHeight);
+    EXPECT_EQ((std::vector<int>{r.frame.left, r.frame.top, r.frame.width, r.frame.height}),
+              (std::vector<int>{padLeft, padTop, m.nWidth, m.nHeight}));
     EXPECT_EQ(r.frame.flipRows, h.bAxillaAtTop);
     EXPECT_EQ(r.breastSide.value, h.bBreastOnRight ? Side::Right : Side::Left);
     ASSERT_FALSE(r.clusters.empty());
@@ -124,16 +102,16 @@ TEST_P(PaddedFilm, CirclesLandOnTheClustersInTheFileFrame) {
                                         c.y - fileRow(cluster.centre.y)) <= 5.0 / m.dPixelSize;
         EXPECT_TRUE(bNear) << "circle at column " << c.x << ", row " << c.y;
     }
-    // The mask comes back in the file frame: nothing in the padding, and
-    // the chest-wall edge of the film is inside the breast.
-    const int edge = padLeft + (h.bBreastOnRight ? m.nWidth - 1 : 0);
-    EXPECT_EQ(r.mask[static_cast<std::size_t>(H / 2) * W + (h.bBreastOnRight ? W - 1 : 0)], 0);
-    EXPECT_EQ(r.mask[static_cast<std::size_t>(H / 2) * W + edge], 255);
+    // The mask in the file frame: nothing in the padding, the film's
+    // chest-wall edge inside the breast.
+    const std::size_t row = static_cast<std::size_t>(H / 2) * W;
+    EXPECT_EQ(r.mask[row + (h.bBreastOnRight ? W - 1 : 0)], 0);
+    EXPECT_EQ(r.mask[row + padLeft + (h.bBreastOnRight ? m.nWidth - 1 : 0)], 255);
 }
 
+// Two hangings catch a wrong side and a wrong row order alike.
 INSTANTIATE_TEST_SUITE_P(BothSidesBothWaysUp, PaddedFilm,
-                         ::testing::Values(Hanging{false, true}, Hanging{true, true},
-                                           Hanging{false, false}, Hanging{true, false}),
+                         ::testing::Values(Hanging{false, true}, Hanging{true, false}),
                          [](const ::testing::TestParamInfo<Hanging>& info) {
                              return std::string(info.param.bBreastOnRight ? "Right" : "Left") +
                                     (info.param.bAxillaAtTop ? "AxillaAtTop" : "AxillaAtBottom");
