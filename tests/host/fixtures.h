@@ -1,7 +1,6 @@
-// What the host tests share: a scratch directory per test, whole files as
-// text, the check of an Error's file and cause, the small synthetic
-// mammograms they feed the readers and the program, MG1's decoded pixels,
-// and one run of zetdip-cad.
+// What the host tests share: a scratch directory, whole files as text, the
+// check of an Error's file and cause, small synthetic mammograms, MG1's
+// decoded pixels and one run of zetdip-cad.
 #ifndef ZETDIP_TESTS_HOST_FIXTURES_H
 #define ZETDIP_TESTS_HOST_FIXTURES_H
 
@@ -25,7 +24,7 @@
 
 namespace zetdip::host::testing {
 
-// A directory of its own for each test, removed with everything in it.
+// A directory of its own, removed with everything in it.
 class TempDir {
 public:
     TempDir() {
@@ -44,13 +43,10 @@ public:
 
     std::string Path(const std::string& name) const { return (dir_ / name).string(); }
     const std::filesystem::path& Dir() const { return dir_; }
-
     std::string Write(const std::string& name, const std::string& contents) const {
         std::ofstream(Path(name), std::ios::binary) << contents;
         return Path(name);
     }
-
-    // Names of the files left in the directory.
     std::vector<std::string> Files() const {
         std::vector<std::string> names;
         for (const auto& e : std::filesystem::directory_iterator(dir_))
@@ -62,7 +58,6 @@ private:
     std::filesystem::path dir_;
 };
 
-// A whole file as text, and text as its lines.
 inline std::string ReadText(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
@@ -87,8 +82,8 @@ void ExpectError(F f, const std::string& path, const std::string& cause) {
     }
 }
 
-// A small synthetic mammogram as a file brings it (rows top-down, 12 bits,
-// its facts filled in): 60 x 80 mm at 0.1 mm with one cluster of six.
+// A synthetic mammogram as a file brings it (rows top-down, 12 bits, its
+// facts filled in), by default 60 x 80 mm at 0.1 mm with one cluster of six.
 inline Image Phantom(unsigned nSeed = 1, bool bRight = false, double dPixelSize = 0.1,
                      double dWidthMm = 60.0, double dHeightMm = 80.0) {
     phantom::Options o;
@@ -101,12 +96,11 @@ inline Image Phantom(unsigned nSeed = 1, bool bRight = false, double dPixelSize 
     return SyntheticImage(phantom::MakeMammogram(o));
 }
 
-#ifdef ZETDIP_SHARED_DATA
 inline std::string Shared(const std::string& name) {
     return std::string(ZETDIP_SHARED_DATA) + "/" + name;
 }
 
-// MG1's pixels decoded once (3064 x 4664, 12 bits); empty when absent.
+// MG1's pixels (3064 x 4664, 12 bits); empty when absent.
 constexpr int kMg1Width = 3064, kMg1Height = 4664;
 inline std::vector<unsigned short> Mg1Raw() {
     const std::string bytes = ReadText(Shared("mg1/MG1_3064x4664_u16le.raw"));
@@ -116,9 +110,7 @@ inline std::vector<unsigned short> Mg1Raw() {
                                                static_cast<unsigned char>(bytes[2 * i + 1]) << 8);
     return words;
 }
-#endif
 
-#ifdef ZETDIP_CAD_PROGRAM
 // zetdip-cad run with args (shell words) in dir: exit code and both streams.
 struct Outcome {
     int code = -1;
@@ -130,13 +122,8 @@ inline Outcome RunCad(const TempDir& dir, const std::string& args) {
     const std::string cmd = "cd '" + dir.Dir().string() + "' && '" ZETDIP_CAD_PROGRAM "' " + args +
                             " >'" + out + "' 2>'" + err + "'";
     const int status = std::system(cmd.c_str());
-    Outcome r;
-    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    r.out = ReadText(out);
-    r.err = ReadText(err);
-    return r;
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(out), ReadText(err)};
 }
-#endif
 
 }  // namespace zetdip::host::testing
 

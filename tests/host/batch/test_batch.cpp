@@ -1,5 +1,6 @@
 // The batch driver: which files it takes, shards, the CSV tables, crashes
-// and hangs in one file, and the program's resume after an interrupted run.
+// and hangs in one file, and the program's resume and shards over an
+// archive that hold each file once.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -9,10 +10,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <set>
-#include <sstream>
 #include <thread>
 
 #include "batch/batch.h"
@@ -28,24 +27,18 @@ using testing::Lines;
 using testing::ReadText;
 using testing::TempDir;
 
-// A small synthetic mammogram, 40 x 50 mm, as a 16-bit PNG (no pixel size
-// inside).
-void WritePhantomPng(const std::string& path, unsigned seed) {
-    const Image image = testing::Phantom(seed, false, 0.1, 40.0, 50.0);
-    WritePngGrey16(path, image.words.data(), image.nWidth, image.nHeight);
-}
-
-TEST(BatchInputs, FolderTreeSortedWithoutHiddenFilesAndShardsCoverEveryFileOnce) {
+TEST(BatchInputs, FoldersListsShardsAndWhyAFileIsSkipped) {
     TempDir dir;
     fs::create_directories(dir.Dir() / "b" / "c");
     fs::create_directories(dir.Dir() / ".cache");
     for (const char* name : {"z.dcm", "a.png", "b/x.txt", "b/c/y.dcm", ".hidden", ".cache/k.dcm"})
         dir.Write(name, "x");
+    // A folder: its tree, sorted, without hidden files.
     const auto files = ListInputs(dir.Dir().string());
     const std::string root = dir.Dir().string() + "/";
     EXPECT_EQ(files, (std::vector<std::string>{root + "a.png", root + "b/c/y.dcm", root + "b/x.txt",
                                                root + "z.dcm"}));
-    for (int n = 1; n <= 5; ++n) {
+    for (int n = 1; n <= 5; ++n) {  // shards cover every file once
         std::multiset<std::string> seen;
         for (int k = 1; k <= n; ++k)
             for (const auto& f : Shard(files, k, n)) seen.insert(f);
@@ -53,10 +46,8 @@ TEST(BatchInputs, FolderTreeSortedWithoutHiddenFilesAndShardsCoverEveryFileOnce)
     }
     EXPECT_EQ(Shard(files, 2, 3), (std::vector<std::string>{root + "b/c/y.dcm"}));
     EXPECT_TRUE(Shard(files, 4, 3).empty());
-}
 
-TEST(BatchInputs, ListResolvesRelativePathsAgainstItsFolderAndIgnoresComments) {
-    TempDir dir;
+    // A list: paths relative to its folder, comments, blank lines and repeats dropped.
     const std::string list =
         dir.Write("list.txt", "# archive\n\n  scans/b.dcm  \n/abs/a.png\nscans/b.dcm\n");
     EXPECT_EQ(ListInputs(list), (std::vector<std::string>{"/abs/a.png", dir.Path("scans/b.dcm")}));
@@ -65,10 +56,7 @@ TEST(BatchInputs, ListResolvesRelativePathsAgainstItsFolderAndIgnoresComments) {
     EXPECT_EQ(OutputDirectoryFor(dir.Path("scans/b.dcm"), list, "/out"), "/out/scans");
     EXPECT_EQ(OutputDirectoryFor("/abs/a.png", list, "/out"), "/out/abs");
     EXPECT_EQ(OutputDirectoryFor(dir.Path("top.dcm"), dir.Dir().string(), "/out"), "/out");
-}
 
-TEST(BatchInputs, TakesMammogramsAndSaysWhyOthersAreSkipped) {
-    TempDir dir;
     const std::string png = dir.Path("m.png");
     WritePngGrey16(png, std::vector<unsigned short>(4, 7).data(), 2, 2);
     ReadOptions read;
@@ -76,9 +64,8 @@ TEST(BatchInputs, TakesMammogramsAndSaysWhyOthersAreSkipped) {
     read.pixelSize = 0.1;
     EXPECT_EQ(WhySkipped(png, read), std::nullopt);
     EXPECT_EQ(WhySkipped(dir.Write("notes.txt", "not an image at all"), read), "not an image");
-    std::string fakeDicom(128, '\0');
-    fakeDicom += "DICMgarbage";
-    EXPECT_EQ(WhySkipped(dir.Write("broken.dcm", fakeDicom), read), "not a readable DICOM file");
+    EXPECT_EQ(WhySkipped(dir.Write("broken.dcm", std::string(128, '\0') + "DICMgarbage"), read),
+              "not a readable DICOM file");
 }
 
 TEST(BatchTables, RowsComeFromTheReportAndQuoteWhatNeedsIt) {
@@ -91,23 +78,19 @@ TEST(BatchTables, RowsComeFromTheReportAndQuoteWhatNeedsIt) {
                   {"name": "IsOnTheRightOrLeftSideOfTheImage", "returned": 0}],
         "clusters": [{"x": 3, "y": 4, "radius": 5.5, "x_mm": 0.21, "y_mm": 0.28,
                       "radius_mm": 0.385, "members": 6}]})";
-    FileOutcome o;
-    o.path = "a,\"b\".dcm";
-    o.status = "ok";
-    o.seconds = 1.23456;
-    EXPECT_EQ(ImagesCsvRow(o, report),
+    EXPECT_EQ(ImagesCsvRow(FileOutcome{"a,\"b\".dcm", "ok", "", "", 1.23456}, report),
               "\"a,\"\"b\"\".dcm\",ok,,30,40,12,0.07,0.07,ImagerPixelSpacing,L,ImageLaterality,"
               "MLO,CreateMaskOfBreast=true;IsOnTheRightOrLeftSideOfTheImage=0,1,1.235\n");
     EXPECT_EQ(ClustersCsvRows("p.dcm", report), "p.dcm,1,3,4,5.5,0.21,0.28,0.385,6\n");
     // No report (skipped, crashed): the outcome alone.
-    o = FileOutcome{"x.txt", "skipped", "not an image", "", 0.0};
-    EXPECT_EQ(ImagesCsvRow(o, ""), "x.txt,skipped,not an image,,,,,,,,,,,,0.000\n");
+    EXPECT_EQ(ImagesCsvRow(FileOutcome{"x.txt", "skipped", "not an image", "", 0.0}, ""),
+              "x.txt,skipped,not an image,,,,,,,,,,,,0.000\n");
     EXPECT_EQ(ClustersCsvRows("x.txt", "{broken"), "");
-    EXPECT_EQ(Lines(ImagesCsvHeader())[0].find("path,status,error,"), 0u);
+    EXPECT_EQ(ImagesCsvHeader().rfind("path,status,error,", 0), 0u);
 }
 
-// A stand-in for the chain: writes a report with one cluster per digit in
-// the file's name, crashes on "crash", hangs on "hang".
+// A stand-in for the chain: a report with one cluster per digit in the
+// file's name; crashes on "crash", hangs on "hang".
 FileOutcome FakeWork(const std::string& path, const ProcessOptions& options) {
     const std::string name = fs::path(path).filename().string();
     if (name.find("crash") != std::string::npos) std::abort();
@@ -138,23 +121,17 @@ TEST(BatchRun, CrashAndHangInOneFileLoseNoOtherAndProgressIsMachineReadable) {
     options.progress = Progress::Jsonl;
     std::FILE* progress = std::tmpfile();
     const BatchSummary s = RunBatch(options, progress, FakeWork);
-    EXPECT_EQ(s.files, 5);
-    EXPECT_EQ(s.ok, 3);
-    EXPECT_EQ(s.failed, 2);
-
+    EXPECT_EQ(std::vector<int>({s.files, s.ok, s.failed}), std::vector<int>({5, 3, 2}));
     std::map<std::string, std::string> status;
     for (const auto& line : Lines(ReadText(s.imagesCsv))) {
         const auto comma = line.find(',');
         status[fs::path(line.substr(0, comma)).filename().string()] =
             line.substr(comma + 1, line.find(',', comma + 1) - comma - 1);
     }
-    EXPECT_EQ(status["a12.png"], "ok");
-    EXPECT_EQ(status["b3.png"], "ok");
-    EXPECT_EQ(status["crash.png"], "crashed");
-    EXPECT_EQ(status["hang.png"], "timeout");
-    EXPECT_TRUE(fs::exists(out.Dir() / "sub" / "b3.json"));  // mirrors the input tree
-    // One cluster row per cluster: 2 for a12, 1 for b3.
-    EXPECT_EQ(Lines(ReadText(s.clustersCsv)).size(), 1u + 3u);
+    EXPECT_EQ(status["a12.png"] + status["b3.png"] + status["crash.png"] + status["hang.png"],
+              "okokcrashedtimeout");
+    EXPECT_TRUE(fs::exists(out.Dir() / "sub" / "b3.json"));     // mirrors the input tree
+    EXPECT_EQ(Lines(ReadText(s.clustersCsv)).size(), 1u + 3u);  // 2 for a12, 1 for b3
 
     std::rewind(progress);
     std::string text;
@@ -167,7 +144,8 @@ TEST(BatchRun, CrashAndHangInOneFileLoseNoOtherAndProgressIsMachineReadable) {
     EXPECT_NE(events.back().find("\"event\":\"end\""), std::string::npos);
 }
 
-// ---- the program ----------------------------------------------------------------
+// ---- the program over an archive of six small phantoms, a corrupt file
+// and a text file ----------------------------------------------------------------
 
 int Shell(const std::string& command) {
     const int status = std::system(command.c_str());
@@ -178,29 +156,31 @@ class BatchProgram : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
         archive_ = new TempDir();
-        for (unsigned i = 0; i < 6; ++i)
-            WritePhantomPng(archive_->Path("m" + std::to_string(i) + ".png"), 10 + i);
+        for (unsigned i = 0; i < 6; ++i) {
+            const Image image = testing::Phantom(10 + i, false, 0.1, 40.0, 50.0);
+            WritePngGrey16(archive_->Path("m" + std::to_string(i) + ".png"), image.words.data(),
+                           image.nWidth, image.nHeight);
+        }
         archive_->Write("corrupt.png", std::string("\x89PNG\r\n\x1a\n", 8) + "truncated");
         archive_->Write("README.txt", "not a mammogram");
     }
     static void TearDownTestSuite() { delete archive_; }
 
-    std::string Command(const TempDir& out, const std::string& extra) const {
+    static std::string Command(const TempDir& out, const std::string& extra) {
         return std::string(ZETDIP_CAD_PROGRAM) + " batch " + archive_->Dir().string() +
                " --pixel-size 0.1 --out " + out.Dir().string() + " >/dev/null " + extra;
+    }
+    static std::map<std::string, int> RowsPerFile(const std::string& csv) {
+        std::map<std::string, int> rows;
+        const auto lines = Lines(ReadText(csv));
+        for (std::size_t i = 1; i < lines.size(); ++i)
+            ++rows[fs::path(lines[i].substr(0, lines[i].find(','))).filename().string()];
+        return rows;
     }
 
     static TempDir* archive_;
 };
 TempDir* BatchProgram::archive_ = nullptr;
-
-std::map<std::string, int> RowsPerFile(const std::string& csv) {
-    std::map<std::string, int> rows;
-    const auto lines = Lines(ReadText(csv));
-    for (std::size_t i = 1; i < lines.size(); ++i)
-        ++rows[fs::path(lines[i].substr(0, lines[i].find(','))).filename().string()];
-    return rows;
-}
 
 TEST_F(BatchProgram, CorruptFileAmongGoodOnesAndPlainProgressLines) {
     TempDir out;
@@ -221,14 +201,14 @@ TEST_F(BatchProgram, CorruptFileAmongGoodOnesAndPlainProgressLines) {
 
 TEST_F(BatchProgram, ResumeAfterAKilledRunDoesEachFileOnce) {
     TempDir out;
-    const std::string command = Command(out, "-j 1 --progress=none");
     const pid_t pid = ::fork();
     ASSERT_GE(pid, 0);
     if (pid == 0) {
-        ::execl("/bin/sh", "sh", "-c", ("exec " + command).c_str(), static_cast<char*>(nullptr));
+        const std::string command = "exec " + Command(out, "-j 1 --progress=none");
+        ::execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
         ::_exit(127);
     }
-    // Kill it once some files are done and others are not.
+    // Killed once some files are done and others are not.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
     while (RowsPerFile(out.Path("images.csv")).size() < 3 &&
            std::chrono::steady_clock::now() < deadline)
@@ -246,9 +226,8 @@ TEST_F(BatchProgram, ResumeAfterAKilledRunDoesEachFileOnce) {
     for (const auto& [file, n] : after) EXPECT_EQ(n, 1) << file;
     const std::string end = Lines(ReadText(log)).back();
     EXPECT_NE(end.find("\"resumed\":" + std::to_string(before.size())), std::string::npos) << end;
-    // Every cluster row belongs to a file that was processed once.
     for (const auto& [file, n] : RowsPerFile(out.Path("clusters.csv")))
-        EXPECT_EQ(after.count(file), 1u) << file;
+        EXPECT_EQ(after.count(file), 1u) << file;  // cluster rows only of files done once
 }
 
 TEST_F(BatchProgram, ShardsTogetherCoverTheArchiveOnce) {

@@ -1,6 +1,6 @@
 // The candidate step: the noise estimate on pure noise, one blob per spot
 // at its centre whatever the pixel size, weaker spots only beside a strong
-// one, nothing on lines and edges.
+// one, nothing on lines, edges or outside the mask.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,10 +11,7 @@
 
 namespace {
 
-using zetdip::host::CandidateBlobSide;
-using zetdip::host::ComputeCandidateResponse;
-using zetdip::host::RobustNoise;
-using zetdip::host::SelectCandidates;
+using namespace zetdip::host;
 
 std::vector<unsigned short> Noise(int W, int H, double dMean, double dSigma, unsigned nSeed) {
     std::mt19937 rng(nSeed);
@@ -24,7 +21,7 @@ std::vector<unsigned short> Noise(int W, int H, double dMean, double dSigma, uns
     return image;
 }
 
-// Adds a disc of diameter dMm rising by dRise at (cx, cy).
+// Adds a disc of the given diameter rising by dRise at (cx, cy).
 void AddSpot(std::vector<unsigned short>& image, int W, double cx, double cy, double dDiameterPx,
              double dRise) {
     const int r = static_cast<int>(dDiameterPx) + 1;
@@ -37,64 +34,62 @@ void AddSpot(std::vector<unsigned short>& image, int W, double cx, double cy, do
         }
 }
 
-TEST(RobustNoise, MedianAbsoluteValueOfGaussianNoiseIsItsSigma) {
+// Candidates within 1.5 pixels of (x, y).
+int CountNear(const CandidateImages& c, int x, int y) {
+    return static_cast<int>(
+        std::count_if(c.candidates.begin(), c.candidates.end(),
+                      [&](const Candidate& k) { return std::hypot(k.x - x, k.y - y) <= 1.5; }));
+}
+
+TEST(RobustNoise, SigmaOfGaussianNoiseInTheAreaAndABlurThatKeepsSums) {
     std::mt19937 rng(3);
     std::normal_distribution<float> normal(0.0f, 10.0f);
     std::vector<float> v(200000);
     for (auto& x : v) x = normal(rng);
     EXPECT_NEAR(RobustNoise(v.data(), nullptr, v.size()), 10.0, 0.2);
-    // Only the area counts: outliers outside it change nothing.
-    std::vector<unsigned char> area(v.size(), 1);
-    for (std::size_t i = 0; i < v.size(); i += 10) {
-        v[i] = 1e6f;
-        area[i] = 0;
-    }
+    std::vector<unsigned char> area(v.size(), 1);  // outliers outside the area change nothing
+    for (std::size_t i = 0; i < v.size(); i += 10) v[i] = 1e6f, area[i] = 0;
     EXPECT_NEAR(RobustNoise(v.data(), area.data(), v.size()), 10.0, 0.2);
     EXPECT_EQ(RobustNoise(v.data(), area.data(), 0), 0.0);
-}
 
-TEST(GaussianBlur, KeepsAConstantImageAndTheSumOfAnImpulse) {
     const int W = 31, H = 17;
-    std::vector<float> flat(W * H, 7.0f);
-    for (float v : zetdip::host::GaussianBlur(flat, W, H, 2.5)) EXPECT_NEAR(v, 7.0f, 1e-4f);
+    for (float f : GaussianBlur(std::vector<float>(W * H, 7.0f), W, H, 2.5))
+        EXPECT_NEAR(f, 7.0f, 1e-4f);
     std::vector<float> impulse(W * H, 0.0f);
     impulse[8 * W + 15] = 1.0f;
+    const auto blurred = GaussianBlur(impulse, W, H, 1.5);
     double sum = 0.0;
-    const auto blurred = zetdip::host::GaussianBlur(impulse, W, H, 1.5);
-    for (float v : blurred) sum += v;
+    for (float f : blurred) sum += f;
     EXPECT_NEAR(sum, 1.0, 1e-5);
     EXPECT_GT(blurred[8 * W + 15], blurred[8 * W + 16]);
     EXPECT_FLOAT_EQ(blurred[8 * W + 14], blurred[8 * W + 16]);
 }
 
 TEST(CandidateResponse, PureNoiseIsInUnitsOfItsOwnNoise) {
-    const int W = 400, H = 300;
     for (double dSigma : {3.0, 40.0}) {
-        const auto image = Noise(W, H, 2000.0, dSigma, 5);
-        const auto r = ComputeCandidateResponse(image.data(), nullptr, W, H, 0.1);
+        const auto image = Noise(400, 300, 2000.0, dSigma, 5);
+        const auto r = ComputeCandidateResponse(image.data(), nullptr, 400, 300, 0.1);
         EXPECT_NEAR(RobustNoise(r.z.data(), r.area.data(), r.z.size()), 1.0, 0.05) << dSigma;
-        // Gaussian noise peaks above 5 noise multiples are rare.
         EXPECT_LT(SelectCandidates(r, 5.0, 12).counts.nCandidates, 5) << dSigma;
     }
 }
 
-// Spots of 0.3 mm with a rise of 12 noise sigmas, on noise, at three pixel
-// sizes: one candidate per spot, at its centre, and nothing else.
+// Spots of 0.3 mm rising 15 noise sigmas, at three pixel sizes: one
+// candidate at each, a square blob of the blob side at the maximum value,
+// none else within 3 mm, few noise peaks elsewhere.
 TEST(SelectCandidates, OneBlobPerSpotAtEveryPixelSize) {
     for (double px : {0.05, 0.1, 0.2}) {
         const int W = static_cast<int>(60.0 / px), H = static_cast<int>(40.0 / px);
         auto image = Noise(W, H, 1500.0, 10.0, 7);
         std::vector<std::pair<int, int>> spots;
         for (int k = 0; k < 6; ++k) {
-            const int x = static_cast<int>((8.0 + 8.0 * k) / px),
-                      y = static_cast<int>((10.0 + 3.0 * k) / px);
-            spots.push_back({x, y});
-            AddSpot(image, W, x, y, std::max(1.5, 0.3 / px), 150.0);
+            spots.push_back(
+                {static_cast<int>((8.0 + 8.0 * k) / px), static_cast<int>((10.0 + 3.0 * k) / px)});
+            AddSpot(image, W, spots.back().first, spots.back().second, std::max(1.5, 0.3 / px),
+                    150.0);
         }
         const auto r = ComputeCandidateResponse(image.data(), nullptr, W, H, px);
-        const auto c = SelectCandidates(r, zetdip::host::kDefaultCandidateThreshold, 12);
-        // One candidate at each spot; none else within 3 mm of one (one
-        // per spot); a few noise peaks elsewhere.
+        const auto c = SelectCandidates(r, kDefaultCandidateThreshold, 12);
         int nElsewhere = 0;
         for (const auto& k : c.candidates) {
             int nNear = 0;
@@ -107,8 +102,6 @@ TEST(SelectCandidates, OneBlobPerSpotAtEveryPixelSize) {
         }
         EXPECT_EQ(static_cast<int>(c.candidates.size()) - nElsewhere, 6) << px;
         EXPECT_LE(nElsewhere, 5) << px;
-        // Each blob is one square of the blob side, at the maximum value;
-        // the grey image is saturated at its centre.
         const int s = CandidateBlobSide(px);
         long long nSet = 0;
         for (unsigned short v : c.binary) {
@@ -121,16 +114,15 @@ TEST(SelectCandidates, OneBlobPerSpotAtEveryPixelSize) {
     }
 }
 
-// A spot under the threshold is a candidate 2 mm from a strong spot, not
-// on its own 10 mm away; under 3/4 of the threshold not even beside one.
+// A spot under the threshold is a candidate 2 mm from a strong spot, not on
+// its own 10 mm away; under 3/4 of the threshold not even beside one.
 TEST(SelectCandidates, WeakSpotOnlyBesideAStrongOne) {
-    const double px = 0.1;
     const int W = 400, H = 200;
     auto image = Noise(W, H, 1500.0, 10.0, 17);
     AddSpot(image, W, 100, 100, 3.0, 150.0);  // strong
     AddSpot(image, W, 120, 100, 3.0, 45.0);   // weak, beside it
     AddSpot(image, W, 300, 100, 3.0, 45.0);   // weak, alone
-    const auto r = ComputeCandidateResponse(image.data(), nullptr, W, H, px);
+    const auto r = ComputeCandidateResponse(image.data(), nullptr, W, H, 0.1);
     auto z = [&](int x, int y) {
         float m = 0.0f;
         for (int dy = -1; dy <= 1; ++dy)
@@ -139,35 +131,20 @@ TEST(SelectCandidates, WeakSpotOnlyBesideAStrongOne) {
         return static_cast<double>(m);
     };
     const double zStrong = z(100, 100), zNear = z(120, 100), zAlone = z(300, 100);
-    // A threshold above both weak spots and within 4/3 of each.
     const double dLow = std::max(zNear, zAlone), dHigh = std::min(zNear, zAlone) / 0.75;
     ASSERT_LT(dLow, dHigh);
-    const double dThreshold = (dLow + dHigh) / 2.0;
-    ASSERT_GE(zStrong, dThreshold);
-    auto near = [](const zetdip::host::Candidate& k, int x, int y) {
-        return std::hypot(k.x - x, k.y - y) <= 1.5;
-    };
-    auto count = [&](const zetdip::host::CandidateImages& c, int x, int y) {
-        int n = 0;
-        for (const auto& k : c.candidates) n += near(k, x, y);
-        return n;
-    };
-    const auto c = SelectCandidates(r, dThreshold, 12);
-    EXPECT_EQ(count(c, 100, 100), 1);
-    EXPECT_EQ(count(c, 120, 100), 1);
-    EXPECT_EQ(count(c, 300, 100), 0);
+    ASSERT_GE(zStrong, (dLow + dHigh) / 2.0);
+    const auto c = SelectCandidates(r, (dLow + dHigh) / 2.0, 12);
+    EXPECT_EQ(CountNear(c, 100, 100) * 100 + CountNear(c, 120, 100) * 10 + CountNear(c, 300, 100),
+              110);
     EXPECT_GE(c.counts.nAlone, 1);
-    // Both weak spots under 3/4 of a higher threshold: neither is kept.
-    const double dHigher = dLow / 0.74;
-    ASSERT_LE(dHigher, zStrong);
-    const auto h = SelectCandidates(r, dHigher, 12);
-    EXPECT_EQ(count(h, 100, 100), 1);
-    EXPECT_EQ(count(h, 120, 100), 0);
-    EXPECT_EQ(count(h, 300, 100), 0);
+    ASSERT_LE(dLow / 0.74, zStrong);
+    const auto h = SelectCandidates(r, dLow / 0.74, 12);
+    EXPECT_EQ(CountNear(h, 100, 100) * 100 + CountNear(h, 120, 100) * 10 + CountNear(h, 300, 100),
+              100);
 }
 
-TEST(SelectCandidates, LinesAndEdgesGiveNoCandidates) {
-    const double px = 0.1;
+TEST(SelectCandidates, NoneOnLinesEdgesOrOutsideTheMask) {
     const int W = 500, H = 400;
     auto image = Noise(W, H, 1500.0, 10.0, 11);
     // A vessel 0.3 mm wide across the image, and a step edge.
@@ -175,30 +152,22 @@ TEST(SelectCandidates, LinesAndEdgesGiveNoCandidates) {
         for (int x = 240; x < 243; ++x) image[static_cast<std::size_t>(y) * W + x] += 150;
         for (int x = 400; x < W; ++x) image[static_cast<std::size_t>(y) * W + x] += 300;
     }
-    const auto r = ComputeCandidateResponse(image.data(), nullptr, W, H, px);
-    const auto c = SelectCandidates(r, zetdip::host::kDefaultCandidateThreshold, 12);
+    auto r = ComputeCandidateResponse(image.data(), nullptr, W, H, 0.1);
+    auto c = SelectCandidates(r, kDefaultCandidateThreshold, 12);
     EXPECT_GT(c.counts.nPeaks, 20);      // the line's noise gives many peaks ...
     EXPECT_LE(c.counts.nCandidates, 2);  // ... none of them a spot
-}
 
-TEST(CandidateResponse, NothingOutsideTheMaskNorNearItsEdge) {
-    const double px = 0.1;
-    const int W = 300, H = 200;
-    auto image = Noise(W, H, 1500.0, 10.0, 13);
+    image = Noise(300, 200, 1500.0, 10.0, 13);
     std::vector<unsigned short> mask(image.size(), 0);
-    for (int y = 0; y < H; ++y)
-        for (int x = 0; x < 150; ++x) mask[static_cast<std::size_t>(y) * W + x] = 4095;
-    AddSpot(image, W, 200, 100, 3.0, 300.0);  // outside
-    AddSpot(image, W, 147, 100, 3.0, 300.0);  // on the mask's edge
-    AddSpot(image, W, 80, 100, 3.0, 300.0);   // inside
-    const auto r = ComputeCandidateResponse(image.data(), mask.data(), W, H, px);
-    const auto c = SelectCandidates(r, zetdip::host::kDefaultCandidateThreshold, 12);
+    for (int y = 0; y < 200; ++y) std::fill_n(&mask[static_cast<std::size_t>(y) * 300], 150, 4095);
+    for (int x : {200, 147, 80})  // outside, on the mask's edge, inside
+        AddSpot(image, 300, x, 100, 3.0, 300.0);
+    r = ComputeCandidateResponse(image.data(), mask.data(), 300, 200, 0.1);
+    c = SelectCandidates(r, kDefaultCandidateThreshold, 12);
     ASSERT_EQ(c.candidates.size(), 1u);
     EXPECT_EQ(c.candidates[0].x, 80);
     for (std::size_t i = 0; i < mask.size(); ++i)
-        if (!mask[i]) {
-            EXPECT_EQ(c.binary[i], 0);
-        }
+        if (!mask[i]) ASSERT_EQ(c.binary[i], 0) << i;
 }
 
 }  // namespace

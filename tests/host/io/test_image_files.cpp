@@ -1,9 +1,11 @@
-// PNG, PGM, TIFF and raw input: round trips through the writers, files
-// written by hand, and every way such a file can be wrong.
+// PNG, PGM, TIFF and raw input: round trips through the writers, PGM
+// written by hand and TIFF in every layout libtiff writes, every way such a
+// file can be wrong, and writers that never leave a partial file.
 #include <gtest/gtest.h>
+#include <tiffio.h>
 
-#include <cstdint>
-#include <random>
+#include <algorithm>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -21,262 +23,154 @@ using testing::ReadText;
 using testing::TempDir;
 using zetdip::test::RandomImage;
 
-ReadOptions WithPixelSize(double d = 0.1) {
+ReadOptions With(double dPixelSize = 0.1, std::optional<int> bits = {}, std::optional<int> w = {},
+                 std::optional<int> h = {}) {
     ReadOptions o;
-    o.pixelSize = d;
-    return o;
-}
-
-// ---- PNG --------------------------------------------------------------------
-
-TEST(PngFiles, grey8_round_trips_at_sizes_that_break_loops) {
-    TempDir dir;
-    for (auto [w, h] : {std::pair{1, 1}, {3, 1}, {1, 3}, {67, 33}}) {
-        const auto pixels = RandomImage<unsigned char>(w, h, 0, 255, w * 100 + h);
-        const std::string path = dir.Path("g8.png");
-        WritePngGrey8(path, pixels.data(), w, h);
-        const Image image = ReadImage(path, WithPixelSize(0.07));
-        EXPECT_EQ(image.format, "PNG");
-        EXPECT_EQ(image.nWidth, w);
-        EXPECT_EQ(image.nHeight, h);
-        EXPECT_EQ(image.nBitsStored, 8);
-        EXPECT_EQ(image.bytes, pixels);
-        EXPECT_TRUE(image.words.empty());
-        ASSERT_TRUE(image.rowSpacing && image.columnSpacing);
-        EXPECT_EQ(image.rowSpacing->value, 0.07);
-        EXPECT_EQ(image.columnSpacing->source, "--pixel-size");
-        EXPECT_FALSE(image.laterality);
-    }
-}
-
-TEST(PngFiles, grey16_bits_stored_follow_the_largest_sample_or_the_option) {
-    TempDir dir;
-    const std::string path = dir.Path("g16.png");
-    auto pixels = RandomImage<unsigned short>(67, 33, 0, 4095, 5);
-    pixels[100] = 4095;
-    WritePngGrey16(path, pixels.data(), 67, 33);
-    Image image = ReadImage(path, WithPixelSize());
-    EXPECT_EQ(image.nBitsStored, 12);
-    EXPECT_EQ(image.words, pixels);
-    ReadOptions o = WithPixelSize();
-    o.bitsStored = 14;
-    EXPECT_EQ(ReadImage(path, o).nBitsStored, 14);
-
-    // Small values still make a 16-bit image, never fewer than 9 bits.
-    const std::vector<unsigned short> dark = {0, 3, 200, 7};
-    WritePngGrey16(path, dark.data(), 2, 2);
-    image = ReadImage(path, WithPixelSize());
-    EXPECT_EQ(image.nBitsStored, 9);
-    EXPECT_EQ(image.words, dark);
-}
-
-// ---- PGM --------------------------------------------------------------------
-
-TEST(PgmFiles, binary_8_and_16_bit_and_plain_text) {
-    TempDir dir;
-    // Comments between the header fields are allowed.
-    std::string p5 = "P5\n# made by hand\n3 2\n255\n";
-    p5 += std::string("\x00\x10\xff\x80\x7f\x01", 6);
-    Image image = ReadImage(dir.Write("a.pgm", p5), WithPixelSize(0.2));
-    EXPECT_EQ(image.format, "PGM");
-    EXPECT_EQ(image.nBitsStored, 8);
-    EXPECT_EQ(image.bytes, (std::vector<unsigned char>{0, 0x10, 0xff, 0x80, 0x7f, 1}));
-
-    // 16-bit samples are big-endian; bits stored come from the maxval.
-    std::string p5w = "P5 2 2 4095\n";
-    p5w += std::string("\x0f\xff\x00\x01\x01\x00\x08\x00", 8);
-    image = ReadImage(dir.Write("b.pgm", p5w), WithPixelSize());
-    EXPECT_EQ(image.nBitsStored, 12);
-    EXPECT_EQ(image.words, (std::vector<unsigned short>{4095, 1, 256, 2048}));
-
-    image = ReadImage(dir.Write("c.pgm", "P2\n2 3\n# comment\n1023\n0 1\n2 1023\n512 7\n"),
-                      WithPixelSize());
-    EXPECT_EQ(image.nBitsStored, 10);
-    EXPECT_EQ(image.words, (std::vector<unsigned short>{0, 1, 2, 1023, 512, 7}));
-
-    image = ReadImage(dir.Write("d.pgm", "P2 2 1 15 3 15"), WithPixelSize());
-    EXPECT_EQ(image.nBitsStored, 8);
-    EXPECT_EQ(image.bytes, (std::vector<unsigned char>{3, 15}));
-}
-
-// ---- TIFF -------------------------------------------------------------------
-
-// A baseline TIFF written by hand, uncompressed, in one strip or in 16 x 16
-// tiles, little- or big-endian, so the reader is checked against a writer
-// other than libtiff.
-struct TiffSpec {
-    int nWidth = 0;
-    int nHeight = 0;
-    int nBits = 8;
-    int nSamples = 1;
-    int nPhotometric = 1;  // 0 min-is-white, 1 min-is-black, 2 RGB
-    bool bBigEndian = false;
-    bool bTiled = false;
-    std::vector<unsigned> samples;  // row-major, nSamples interleaved
-};
-
-std::string MakeTiff(const TiffSpec& t) {
-    const bool bBig = t.bBigEndian;
-    auto u16 = [bBig](std::string& out, unsigned v) {
-        const char a = static_cast<char>(v & 0xFF), b = static_cast<char>((v >> 8) & 0xFF);
-        out += bBig ? std::string{b, a} : std::string{a, b};
-    };
-    auto u32 = [&](std::string& out, unsigned v) {
-        u16(out, bBig ? v >> 16 : v & 0xFFFF);
-        u16(out, bBig ? v & 0xFFFF : v >> 16);
-    };
-    const unsigned nBytesPerSample = static_cast<unsigned>(t.nBits / 8);
-    auto sample = [&](std::string& out, unsigned v) {
-        if (nBytesPerSample == 2)
-            u16(out, v);
-        else
-            out += static_cast<char>(v);
-    };
-
-    // The pixel data: one strip, or tiles padded with zeros at the edges.
-    std::vector<std::string> blocks;
-    const int nTile = 16;
-    if (!t.bTiled) {
-        blocks.emplace_back();
-        for (unsigned v : t.samples) sample(blocks.back(), v);
-    } else {
-        for (int ty = 0; ty < t.nHeight; ty += nTile)
-            for (int tx = 0; tx < t.nWidth; tx += nTile) {
-                blocks.emplace_back();
-                for (int y = ty; y < ty + nTile; ++y)
-                    for (int x = tx; x < tx + nTile; ++x)
-                        sample(blocks.back(),
-                               x < t.nWidth && y < t.nHeight
-                                   ? t.samples[static_cast<std::size_t>(y) * t.nWidth + x]
-                                   : 0);
-            }
-    }
-    struct Entry {
-        unsigned tag, type;
-        std::vector<unsigned> values;
-    };
-    std::vector<unsigned> offsets, counts;
-    for (const auto& b : blocks) counts.push_back(static_cast<unsigned>(b.size()));
-    std::vector<Entry> entries = {{256, 4, {static_cast<unsigned>(t.nWidth)}},
-                                  {257, 4, {static_cast<unsigned>(t.nHeight)}},
-                                  {258, 3, {static_cast<unsigned>(t.nBits)}},
-                                  {259, 3, {1}},
-                                  {262, 3, {static_cast<unsigned>(t.nPhotometric)}}};
-    if (t.bTiled) {
-        entries.push_back({277, 3, {static_cast<unsigned>(t.nSamples)}});
-        entries.push_back({322, 4, {static_cast<unsigned>(nTile)}});
-        entries.push_back({323, 4, {static_cast<unsigned>(nTile)}});
-        entries.push_back({324, 4, std::vector<unsigned>(blocks.size())});
-        entries.push_back({325, 4, counts});
-    } else {
-        entries.push_back({273, 4, {0}});
-        entries.push_back({277, 3, {static_cast<unsigned>(t.nSamples)}});
-        entries.push_back({278, 4, {static_cast<unsigned>(t.nHeight)}});
-        entries.push_back({279, 4, counts});
-    }
-    // Layout: header, directory, arrays that do not fit an entry, data.
-    const unsigned nDirectory = 8 + 2 + 12 * static_cast<unsigned>(entries.size()) + 4;
-    unsigned nArrays = 0;
-    for (const Entry& e : entries)
-        if (e.values.size() > 1) nArrays += 4 * static_cast<unsigned>(e.values.size());
-    unsigned nData = nDirectory + nArrays;
-    for (const auto& b : blocks) {
-        offsets.push_back(nData);
-        nData += static_cast<unsigned>(b.size());
-    }
-    for (Entry& e : entries)
-        if (e.tag == 273 || e.tag == 324) e.values = offsets;
-
-    std::string out = bBig ? "MM" : "II";
-    u16(out, 42);
-    u32(out, 8);
-    u16(out, static_cast<unsigned>(entries.size()));
-    std::string arrays;
-    for (const Entry& e : entries) {
-        u16(out, e.tag);
-        u16(out, e.type);
-        u32(out, static_cast<unsigned>(e.values.size()));
-        if (e.values.size() > 1) {
-            u32(out, nDirectory + static_cast<unsigned>(arrays.size()));
-            for (unsigned v : e.values) u32(arrays, v);
-        } else if (e.type == 3) {
-            u16(out, e.values[0]);
-            u16(out, 0);
-        } else {
-            u32(out, e.values[0]);
-        }
-    }
-    u32(out, 0);  // no further directory
-    out += arrays;
-    for (const auto& b : blocks) out += b;
-    return out;
-}
-
-TEST(TiffFiles, grey_8_and_16_bit_in_both_byte_orders) {
-    TempDir dir;
-    TiffSpec t;
-    t.nWidth = 3;
-    t.nHeight = 2;
-    t.samples = {0, 1, 2, 128, 254, 255};
-    Image image = ReadImage(dir.Write("a.tif", MakeTiff(t)), WithPixelSize());
-    EXPECT_EQ(image.format, "TIFF");
-    EXPECT_EQ(image.nBitsStored, 8);
-    EXPECT_EQ(image.bytes, (std::vector<unsigned char>{0, 1, 2, 128, 254, 255}));
-
-    t.nPhotometric = 0;  // min-is-white: inverted so that dense tissue is bright
-    image = ReadImage(dir.Write("b.tif", MakeTiff(t)), WithPixelSize());
-    EXPECT_EQ(image.bytes, (std::vector<unsigned char>{255, 254, 253, 127, 1, 0}));
-
-    t.nPhotometric = 1;
-    t.nBits = 16;
-    t.samples = {0, 4095, 0x0102, 1000, 17, 2048};
-    for (bool bBig : {false, true}) {
-        t.bBigEndian = bBig;
-        image = ReadImage(dir.Write("c.tif", MakeTiff(t)), WithPixelSize());
-        EXPECT_EQ(image.nBitsStored, 12) << bBig;
-        EXPECT_EQ(image.words, (std::vector<unsigned short>{0, 4095, 0x0102, 1000, 17, 2048}))
-            << bBig;
-    }
-}
-
-TEST(TiffFiles, tiles_cut_at_the_image_edges) {
-    TempDir dir;
-    TiffSpec t;
-    t.nWidth = 37;
-    t.nHeight = 18;
-    t.nBits = 16;
-    t.bTiled = true;
-    std::vector<unsigned short> expected;
-    for (int i = 0; i < t.nWidth * t.nHeight; ++i) {
-        t.samples.push_back(static_cast<unsigned>(i * 7 % 1000));
-        expected.push_back(static_cast<unsigned short>(i * 7 % 1000));
-    }
-    const Image image = ReadImage(dir.Write("tiled.tif", MakeTiff(t)), WithPixelSize());
-    EXPECT_EQ(image.nWidth, 37);
-    EXPECT_EQ(image.nBitsStored, 10);
-    EXPECT_EQ(image.words, expected);
-}
-
-// ---- raw --------------------------------------------------------------------
-
-const std::string kRaw("\x01\x00\xff\x0f\x00\x08\x34\x12\x00\x00\x02\x00", 12);
-
-ReadOptions RawSize(std::optional<int> w, std::optional<int> h) {
-    ReadOptions o = WithPixelSize(0.05);
+    o.pixelSize = dPixelSize;
+    o.bitsStored = bits;
     o.rawWidth = w;
     o.rawHeight = h;
     return o;
 }
 
-TEST(RawFiles, little_endian_words) {
-    TempDir dir;
-    const Image image = ReadImage(dir.Write("r.raw", kRaw), RawSize(3, 2));
-    EXPECT_EQ(image.format, "raw");
-    EXPECT_EQ(image.words, (std::vector<unsigned short>{1, 0x0fff, 0x0800, 0x1234, 0, 2}));
-    EXPECT_EQ(image.nBitsStored, 13);
+// The samples of an image, 8-bit or 16-bit, as one list.
+std::vector<unsigned> Samples(const Image& image) {
+    if (image.Is8Bit()) return {image.bytes.begin(), image.bytes.end()};
+    return {image.words.begin(), image.words.end()};
 }
 
-// ---- what every format refuses ------------------------------------------------
+TEST(PngFiles, round_trips_at_sizes_that_break_loops_with_bits_from_the_samples) {
+    TempDir dir;
+    const std::string path = dir.Path("g.png");
+    for (auto [w, h] : {std::pair{1, 1}, {3, 1}, {1, 3}, {67, 33}}) {
+        const auto pixels = RandomImage<unsigned char>(w, h, 0, 255, w * 100 + h);
+        WritePngGrey8(path, pixels.data(), w, h);
+        const Image image = ReadImage(path, With(0.07));
+        EXPECT_EQ(image.format, "PNG");
+        EXPECT_EQ(image.nWidth * 1000 + image.nHeight, w * 1000 + h);
+        EXPECT_EQ(image.nBitsStored, 8);
+        EXPECT_TRUE(image.bytes == pixels && image.words.empty());
+        ASSERT_TRUE(image.rowSpacing && image.columnSpacing);
+        EXPECT_EQ(image.rowSpacing->value, 0.07);
+        EXPECT_EQ(image.columnSpacing->source, "--pixel-size");
+        EXPECT_FALSE(image.laterality);
+    }
+    // 16 bits: bits stored follow the largest sample (never fewer than 9)
+    // or the option.
+    auto pixels = RandomImage<unsigned short>(67, 33, 0, 4095, 5);
+    pixels[100] = 4095;
+    WritePngGrey16(path, pixels.data(), 67, 33);
+    EXPECT_EQ(ReadImage(path, With()).words, pixels);
+    EXPECT_EQ(ReadImage(path, With()).nBitsStored, 12);
+    EXPECT_EQ(ReadImage(path, With(0.1, 14)).nBitsStored, 14);
+    const std::vector<unsigned short> dark = {0, 3, 200, 7};
+    WritePngGrey16(path, dark.data(), 2, 2);
+    EXPECT_EQ(ReadImage(path, With()).nBitsStored, 9);
+    EXPECT_EQ(ReadImage(path, With()).words, dark);
+}
+
+struct TiffSpec {
+    int nWidth = 0, nHeight = 0, nBits = 8, nSamples = 1;
+    int nPhotometric = 1;  // 0 min-is-white, 1 min-is-black, 2 RGB
+    bool bBigEndian = false, bTiled = false;
+    std::vector<unsigned> samples;  // row-major, samples interleaved
+};
+
+// The bytes of an uncompressed TIFF in one strip, or in 16 x 16 tiles
+// padded with zeros at the image's edges.
+std::string MakeTiff(const TempDir& dir, const TiffSpec& t) {
+    const std::string path = dir.Path("made.tif");
+    TIFF* tif = TIFFOpen(path.c_str(), t.bBigEndian ? "wb" : "wl");
+    TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, t.nWidth);
+    TIFFSetField(tif, TIFFTAG_IMAGELENGTH, t.nHeight);
+    TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, t.nBits);
+    TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, t.nSamples);
+    TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, t.nPhotometric);
+    TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    const std::uint16_t alpha[] = {EXTRASAMPLE_UNASSALPHA};
+    if (t.nSamples == 2) TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, 1, alpha);
+    const int nTile = t.bTiled ? 16 : 0, nPixel = t.nSamples * t.nBits / 8;
+    // Pixels (x, y) .. (x + w - 1, y + h - 1), zero outside the image.
+    auto block = [&](int x0, int y0, int w, int h) {
+        std::vector<unsigned char> out;
+        for (int y = y0; y < y0 + h; ++y)
+            for (int x = x0; x < x0 + w; ++x)
+                for (int s = 0; s < t.nSamples; ++s) {
+                    const unsigned v =
+                        x < t.nWidth && y < t.nHeight
+                            ? t.samples[(static_cast<std::size_t>(y) * t.nWidth + x) * t.nSamples +
+                                        s]
+                            : 0;
+                    const std::uint16_t w16 = static_cast<std::uint16_t>(v);
+                    const auto* p = reinterpret_cast<const unsigned char*>(&w16);
+                    out.insert(out.end(), p, p + t.nBits / 8);
+                }
+        return out;
+    };
+    if (t.bTiled) {
+        TIFFSetField(tif, TIFFTAG_TILEWIDTH, nTile);
+        TIFFSetField(tif, TIFFTAG_TILELENGTH, nTile);
+        for (int y = 0; y < t.nHeight; y += nTile)
+            for (int x = 0; x < t.nWidth; x += nTile)
+                TIFFWriteTile(tif, block(x, y, nTile, nTile).data(), static_cast<std::uint32_t>(x),
+                              static_cast<std::uint32_t>(y), 0, 0);
+    } else {
+        TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, t.nHeight);
+        TIFFWriteEncodedStrip(tif, 0, block(0, 0, t.nWidth, t.nHeight).data(),
+                              static_cast<tmsize_t>(t.nWidth) * t.nHeight * nPixel);
+    }
+    TIFFClose(tif);
+    return ReadText(path);
+}
+
+TEST(ImageFiles, files_written_by_hand_read_back_their_samples) {
+    TempDir dir;
+    TiffSpec t8{3, 2, 8, 1, 1, false, false, {0, 1, 2, 128, 254, 255}};
+    TiffSpec white = t8;
+    white.nPhotometric = 0;  // min-is-white: inverted so that dense tissue is bright
+    TiffSpec t16{3, 2, 16, 1, 1, false, false, {0, 4095, 0x0102, 1000, 17, 2048}};
+    TiffSpec big = t16;
+    big.bBigEndian = true;
+    TiffSpec tiled{37, 18, 16, 1, 1, false, true, {}};  // tiles cut at the image edges
+    for (int i = 0; i < 37 * 18; ++i) tiled.samples.push_back(static_cast<unsigned>(i * 7 % 1000));
+    const struct {
+        std::string contents;
+        const char* format;
+        int nBits;
+        std::vector<unsigned> samples;
+    } kCases[] = {
+        // Comments between the header fields are allowed.
+        {"P5\n# by hand\n3 2\n255\n" + std::string("\x00\x10\xff\x80\x7f\x01", 6),
+         "PGM",
+         8,
+         {0, 0x10, 0xff, 0x80, 0x7f, 1}},
+        // 16-bit samples are big-endian; bits stored come from the maxval.
+        {"P5 2 2 4095\n" + std::string("\x0f\xff\x00\x01\x01\x00\x08\x00", 8),
+         "PGM",
+         12,
+         {4095, 1, 256, 2048}},
+        {"P2\n2 3\n# comment\n1023\n0 1\n2 1023\n512 7\n", "PGM", 10, {0, 1, 2, 1023, 512, 7}},
+        {"P2 2 1 15 3 15", "PGM", 8, {3, 15}},
+        {MakeTiff(dir, t8), "TIFF", 8, t8.samples},
+        {MakeTiff(dir, white), "TIFF", 8, {255, 254, 253, 127, 1, 0}},
+        {MakeTiff(dir, t16), "TIFF", 12, t16.samples},
+        {MakeTiff(dir, big), "TIFF", 12, t16.samples},
+        {MakeTiff(dir, tiled), "TIFF", 10, tiled.samples},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.contents.substr(0, 12));
+        const Image image = ReadImage(dir.Write("f", c.contents), With());
+        EXPECT_EQ(image.format, c.format);
+        EXPECT_EQ(image.nBitsStored, c.nBits);
+        EXPECT_EQ(Samples(image), c.samples);
+    }
+    // Raw: little-endian words of the given size.
+    const std::string raw("\x01\x00\xff\x0f\x00\x08\x34\x12\x00\x00\x02\x00", 12);
+    const Image image = ReadImage(dir.Write("r.raw", raw), With(0.05, {}, 3, 2));
+    EXPECT_EQ(image.format, "raw");
+    EXPECT_EQ(image.nBitsStored, 13);
+    EXPECT_EQ(Samples(image), (std::vector<unsigned>{1, 0x0fff, 0x0800, 0x1234, 0, 2}));
+}
 
 TEST(ImageFiles, each_refusal_names_the_file_and_the_cause) {
     TempDir dir;
@@ -285,61 +179,48 @@ TEST(ImageFiles, each_refusal_names_the_file_and_the_cause) {
     WritePngGrey8(dir.Path("grey.png"), rgb.data(), 4, 2);
     const std::vector<unsigned short> w12 = {4095, 0, 1, 2};
     WritePngGrey16(dir.Path("g12.png"), w12.data(), 2, 2);
-    TiffSpec t;
-    t.nWidth = 2;
-    t.nHeight = 2;
-    t.nSamples = 3;
-    t.nPhotometric = 2;
-    t.samples = std::vector<unsigned>(12, 9);
-    dir.Write("rgb.tif", MakeTiff(t));
-    t.nSamples = 2;  // grey and alpha
-    t.nPhotometric = 1;
-    t.samples.resize(8);
-    dir.Write("alpha.tif", MakeTiff(t));
-    dir.Write("r.raw", kRaw);
+    dir.Write("rgb.tif",
+              MakeTiff(dir, {2, 2, 8, 3, 2, false, false, std::vector<unsigned>(12, 9)}));
+    dir.Write("alpha.tif",
+              MakeTiff(dir, {2, 2, 8, 2, 1, false, false, std::vector<unsigned>(8, 9)}));
+    dir.Write("r.raw", std::string(12, '\x01'));
     dir.Write("empty.pgm", "");
     dir.Write("notes.txt", "just some text, not an image");
     dir.Write("a.pgm", "P5 1 1 255\n\x05");
-    auto bits = [](int n) {
-        ReadOptions o = WithPixelSize();
-        o.bitsStored = n;
-        return o;
-    };
     const struct {
         std::string file;  // a name in dir, or PGM contents when it starts with P
         ReadOptions options;
         std::string cause;
     } kCases[] = {
-        {"rgb.png", WithPixelSize(), "colour or alpha PNG (RGB)"},
-        {"grey.png", bits(12), "8-bit file"},
-        {"g12.png", bits(11), "sample value 4095 exceeds 11 bits"},
-        {"rgb.tif", WithPixelSize(), "colour or alpha TIFF (3 samples"},
-        {"alpha.tif", WithPixelSize(), "colour or alpha TIFF (2 samples"},
-        {"r.raw", RawSize(2, 2), "file size 12 bytes does not match 2 x 2"},
-        {"r.raw", RawSize(5, 2), "does not match 5 x 2"},
-        {"r.raw", RawSize(1 << 20, 1 << 20), "exceeds"},
-        {"r.raw", RawSize(1 << 20, -1), "is empty"},
-        {"r.raw", RawSize(1 << 20, std::nullopt), "both its width and its height"},
-        {"missing.png", WithPixelSize(), "No such file"},
-        {"empty.pgm", WithPixelSize(), "empty file"},
-        {"", WithPixelSize(), "is a directory"},
-        {"notes.txt", WithPixelSize(), "unknown file format"},
+        {"rgb.png", With(), "colour or alpha PNG (RGB)"},
+        {"grey.png", With(0.1, 12), "8-bit file"},
+        {"g12.png", With(0.1, 11), "sample value 4095 exceeds 11 bits"},
+        {"rgb.tif", With(), "colour or alpha TIFF (3 samples"},
+        {"alpha.tif", With(), "colour or alpha TIFF (2 samples"},
+        {"r.raw", With(0.1, {}, 2, 2), "file size 12 bytes does not match 2 x 2"},
+        {"r.raw", With(0.1, {}, 1 << 20, 1 << 20), "exceeds"},
+        {"r.raw", With(0.1, {}, 1 << 20, -1), "is empty"},
+        {"r.raw", With(0.1, {}, 1 << 20), "both its width and its height"},
+        {"missing.png", With(), "No such file"},
+        {"empty.pgm", With(), "empty file"},
+        {"", With(), "is a directory"},
+        {"notes.txt", With(), "unknown file format"},
         {"a.pgm", ReadOptions{}, "no pixel size in the file; pass --pixel-size"},
-        {"a.pgm", WithPixelSize(0.0), "--pixel-size must be"},
-        {"a.pgm", WithPixelSize(-0.1), "--pixel-size must be"},
-        {"P5\n4 4\n255\n" + std::string(15, 'x'), WithPixelSize(), "truncated"},
-        {"P5\n4 4\n", WithPixelSize(), "file ends before the maximum value"},
-        {"P5\nfour 4\n255\n", WithPixelSize(), "expected the width"},
-        {"P5 0 4 255\n", WithPixelSize(), "is empty"},
-        {"P5 100000 100000 255\n", WithPixelSize(), "exceeds 268435456 pixels"},
-        {"P5 4294967295 4294967295 255\n", WithPixelSize(), "exceeds"},
-        {"P5 99999999999 1 255\n", WithPixelSize(), "too large"},
-        {"P5 2 1 70000\nabcd", WithPixelSize(), "outside 1..65535"},
-        {"P5 2 1 0\nab", WithPixelSize(), "outside 1..65535"},
-        {std::string("P5 2 1 1000\n\x03\xe9\x00\x00", 16), WithPixelSize(),
+        {"a.pgm", With(0.0), "--pixel-size must be"},
+        {"a.pgm", With(-0.1), "--pixel-size must be"},
+        {"P5\n4 4\n255\n" + std::string(15, 'x'), With(), "truncated"},
+        {"P5\n4 4\n", With(), "file ends before the maximum value"},
+        {"P5\nfour 4\n255\n", With(), "expected the width"},
+        {"P5 0 4 255\n", With(), "is empty"},
+        {"P5 100000 100000 255\n", With(), "exceeds 268435456 pixels"},
+        {"P5 4294967295 4294967295 255\n", With(), "exceeds"},
+        {"P5 99999999999 1 255\n", With(), "too large"},
+        {"P5 2 1 70000\nabcd", With(), "outside 1..65535"},
+        {"P5 2 1 0\nab", With(), "outside 1..65535"},
+        {std::string("P5 2 1 1000\n\x03\xe9\x00\x00", 16), With(),
          "exceeds the PGM maximum value 1000"},
-        {"P2 2 1 100 5 101", WithPixelSize(), "exceeds the PGM maximum value 100"},
-        {"P2 2 2 100 5 6 7", WithPixelSize(), "file ends before the next sample"},
+        {"P2 2 1 100 5 101", With(), "exceeds the PGM maximum value 100"},
+        {"P2 2 2 100 5 6 7", With(), "file ends before the next sample"},
     };
     int nPgm = 0;
     for (const auto& c : kCases) {
@@ -358,41 +239,63 @@ TEST(ImageFiles, truncated_or_corrupt_files_fail_cleanly) {
     const auto pixels = RandomImage<unsigned char>(64, 64, 0, 255, 2);
     WritePngGrey8(dir.Path("full.png"), pixels.data(), 64, 64);
     const std::string png = ReadText(dir.Path("full.png"));
-    TiffSpec g;
-    g.nWidth = 8;
-    g.nHeight = 8;
-    g.nBits = 16;
-    g.samples = std::vector<unsigned>(64, 300);
-    const std::string tiff = MakeTiff(g);
+    const std::string tiff =
+        MakeTiff(dir, {8, 8, 16, 1, 1, false, false, std::vector<unsigned>(64, 300)});
     for (const auto& [whole, cuts] :
          {std::pair{png, std::vector<std::size_t>{9, 30, png.size() / 2, png.size() - 13}},
-          std::pair{tiff, std::vector<std::size_t>{6, 40, tiff.size() - 20}}}) {
-        for (std::size_t n : cuts) {
-            const std::string cut = dir.Write("cut", whole.substr(0, n));
-            EXPECT_THROW(ReadImage(cut, WithPixelSize()), Error) << n;
-        }
-    }
+          std::pair{tiff, std::vector<std::size_t>{6, 40, tiff.size() - 20}}})
+        for (std::size_t n : cuts)
+            EXPECT_THROW(ReadImage(dir.Write("cut", whole.substr(0, n)), With()), Error) << n;
     std::string bad = png;
     bad[bad.size() / 2] ^= 0x55;  // breaks the compressed data or its checksum
-    EXPECT_THROW(ReadImage(dir.Write("corrupt.png", bad), WithPixelSize()), Error);
+    EXPECT_THROW(ReadImage(dir.Write("corrupt.png", bad), With()), Error);
 }
 
-#ifdef ZETDIP_SHARED_DATA
 TEST(ImageFiles, real_mias_pgm_and_the_mg1_raw) {
     const std::string mias = testing::Shared("mias/mdb219.pgm");
     const std::string raw = testing::Shared("mg1/MG1_3064x4664_u16le.raw");
-    if (!std::ifstream(mias) || !std::ifstream(raw)) GTEST_SKIP() << "no shared data";
-    Image image = ReadImage(mias, WithPixelSize(0.2));
-    EXPECT_EQ(image.nWidth, 1024);
-    EXPECT_EQ(image.nHeight, 1024);
+    if (!std::filesystem::exists(mias) || !std::filesystem::exists(raw))
+        GTEST_SKIP() << "no shared data";
+    Image image = ReadImage(mias, With(0.2));
+    EXPECT_EQ(image.nWidth * 10000 + image.nHeight, 1024 * 10000 + 1024);
     EXPECT_EQ(image.nBitsStored, 8);
-
-    ReadOptions o = RawSize(3064, 4664);
-    image = ReadImage(raw, o);
+    image = ReadImage(raw, With(0.05, {}, 3064, 4664));
     EXPECT_EQ(image.nBitsStored, 12);
     EXPECT_EQ(image.words.size(), 3064u * 4664u);
 }
-#endif
+
+// Writers write a temporary file and rename it when complete: the old file
+// is replaced whole, and a failure leaves neither file nor temporary.
+TEST(AtomicWrite, replaces_whole_and_fails_naming_the_file_and_the_cause) {
+    TempDir dir;
+    const std::string path = dir.Path("report.json");
+    WriteFileAtomically(path, "old contents that are longer");
+    WriteFileAtomically(path, "new");
+    EXPECT_EQ(ReadText(path), "new");
+    WriteFileAtomically(path, "");
+    EXPECT_EQ(ReadText(path), "");
+    const unsigned char pixel = 7;
+    try {  // the cause from the system, the file by its name
+        WritePngGrey8(dir.Path("none/out.png"), &pixel, 1, 1);
+        ADD_FAILURE() << "no Error";
+    } catch (const Error& e) {
+        EXPECT_NE(e.File().find("none/out.png"), std::string::npos) << e.File();
+        EXPECT_NE(e.Cause().find("No such file or directory"), std::string::npos) << e.what();
+    }
+    EXPECT_THROW(WriteFileAtomically(dir.Path("none/out.json"), "x"), Error);
+    // A directory in the way of the rename.
+    const std::string blocked = dir.Path("blocked");
+    std::filesystem::create_directories(blocked + "/inside");
+    EXPECT_THROW(WriteFileAtomically(blocked, "x"), Error);
+    EXPECT_THROW(WritePngGrey8(blocked, &pixel, 1, 1), Error);
+    // Empty, oversized, or no pixels.
+    EXPECT_THROW(WritePngGrey8(dir.Path("x.png"), &pixel, 0, 1), Error);
+    EXPECT_THROW(WritePngGrey8(dir.Path("x.png"), &pixel, 1 << 16, 1 << 13), Error);
+    EXPECT_THROW(WritePngGrey8(dir.Path("x.png"), nullptr, 1, 1), Error);
+    auto files = dir.Files();
+    std::sort(files.begin(), files.end());
+    EXPECT_EQ(files, (std::vector<std::string>{"blocked", "report.json"}));
+}
 
 }  // namespace
 }  // namespace zetdip::host

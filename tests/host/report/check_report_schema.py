@@ -1,11 +1,13 @@
-"""Runs zetdip-cad's default job in a scratch directory and checks that its
-report follows the shipped JSON Schema, and that the schema refuses reports
-that break it (so that a schema accepting everything cannot pass).
+"""Runs zetdip-cad's default job in a scratch directory and checks that it
+says where its overlay went, that its report follows the shipped JSON Schema,
+and that the schema refuses reports that break it (so that a schema
+accepting everything cannot pass).
 
 usage: check_report_schema.py ZETDIP_CAD SCHEMA
 """
 import copy
 import json
+import os
 import subprocess
 import sys
 import tempfile
@@ -20,7 +22,10 @@ def main():
     jsonschema.Draft202012Validator.check_schema(schema)
     validator = jsonschema.Draft202012Validator(schema)
     with tempfile.TemporaryDirectory() as work:
-        subprocess.run([program], cwd=work, check=True, stdout=subprocess.DEVNULL)
+        # Without arguments: the synthetic job, and a line saying where it went.
+        run = subprocess.run([program], cwd=work, check=True, capture_output=True, text=True)
+        assert "zetdip-out/synthetic.png" in run.stdout, run.stdout
+        assert os.path.isfile(work + "/zetdip-out/synthetic.png")
         with open(work + "/zetdip-out/synthetic.json") as f:
             report = json.load(f)
     validator.validate(report)

@@ -18,8 +18,7 @@ inline std::string CommandOutput(const std::string& command) {
     FILE* pipe = popen((command + " 2>&1").c_str(), "r");
     if (pipe == nullptr) return out;
     std::array<char, 4096> buffer{};
-    std::size_t n = 0;
-    while ((n = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0)
+    for (std::size_t n; (n = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
         out.append(buffer.data(), n);
     pclose(pipe);
     return out;
@@ -29,33 +28,24 @@ inline bool HaveTool(const std::string& tool) {
     return std::system(("command -v " + tool + " >/dev/null 2>&1").c_str()) == 0;
 }
 
-// Runs headless chromium with a fresh profile; returns its log, where the
-// page's console messages appear, and what it printed (the DOM for
-// --dump-dom).
+// The validator's error lines about a DICOM file; empty when it is absent.
+inline std::vector<std::string> ValidatorErrors(const std::string& path) {
+    std::vector<std::string> errors;
+    if (!HaveTool("dciodvfy")) return errors;
+    std::istringstream in(CommandOutput("dciodvfy '" + path + "'"));
+    for (std::string line; std::getline(in, line);)
+        if (line.rfind("Error", 0) == 0) errors.push_back(line);
+    return errors;
+}
+
+// Headless chromium with a fresh profile: its log, where the page's console
+// messages appear, and what it printed (the DOM for --dump-dom).
 inline std::string Browser(const std::string& profile, const std::string& args) {
     return CommandOutput(
         "chromium --headless --no-sandbox --disable-gpu --disable-quic --no-first-run "
         "--disable-background-networking --disable-component-update --disable-sync "
         "--enable-logging=stderr --v=0 --user-data-dir='" +
         profile + "' " + args);
-}
-
-// Takes a screenshot of url into shot; returns the browser's log. On a
-// loaded machine chromium now and then exits without a picture, so it gets
-// three tries, each with a fresh profile.
-inline std::string Screenshot(const std::string& profile, const std::string& shot,
-                              const std::string& url, const std::string& size) {
-    std::string log;
-    for (int attempt = 0; attempt < 3; ++attempt) {
-        std::remove(shot.c_str());
-        log = Browser(profile + std::to_string(attempt),
-                      "--window-size=" + size + " --screenshot='" + shot + "' " + url);
-        if (std::FILE* f = std::fopen(shot.c_str(), "rb")) {
-            std::fclose(f);
-            break;
-        }
-    }
-    return log;
 }
 
 // Lines in which the page's scripts complained.

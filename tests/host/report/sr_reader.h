@@ -19,14 +19,11 @@
 
 namespace zetdip::test {
 
-using zetdip::host::SrCluster;
-
 inline std::string Value(const gdcm::DataSet& ds, std::uint16_t g, std::uint16_t e) {
     const gdcm::Tag tag(g, e);
-    if (!ds.FindDataElement(tag)) return "";
-    const gdcm::ByteValue* bv = ds.GetDataElement(tag).GetByteValue();
-    if (bv == nullptr) return "";
-    std::string s(bv->GetPointer(), bv->GetLength());
+    const gdcm::ByteValue* bv =
+        ds.FindDataElement(tag) ? ds.GetDataElement(tag).GetByteValue() : nullptr;
+    std::string s = bv ? std::string(bv->GetPointer(), bv->GetLength()) : "";
     while (!s.empty() && (s.back() == ' ' || s.back() == '\0')) s.pop_back();
     return s;
 }
@@ -36,8 +33,7 @@ inline std::vector<gdcm::DataSet> Items(const gdcm::DataSet& ds, std::uint16_t g
     const gdcm::Tag tag(g, e);
     if (!ds.FindDataElement(tag)) return items;
     gdcm::SmartPointer<gdcm::SequenceOfItems> sq = ds.GetDataElement(tag).GetValueAsSQ();
-    if (!sq) return items;
-    for (gdcm::SequenceOfItems::SizeType i = 1; i <= sq->GetNumberOfItems(); ++i)
+    for (gdcm::SequenceOfItems::SizeType i = 1; sq && i <= sq->GetNumberOfItems(); ++i)
         items.push_back(sq->GetItem(i).GetNestedDataSet());
     return items;
 }
@@ -47,37 +43,33 @@ inline std::string ConceptName(const gdcm::DataSet& item) {
     return names.empty() ? "" : Value(names[0], 0x0008, 0x0100);
 }
 
-// The calcification-cluster findings of a report, read back in the pixel
-// frame the writer was given (index of the centre pixel, radius in pixels).
+// The clusters found below item (centre pixel index, radius in pixels) and
+// the targets of their SELECTED FROM references.
 struct ReadBack {
-    std::vector<SrCluster> clusters;
+    std::vector<zetdip::host::SrCluster> clusters;
     std::vector<std::array<std::uint32_t, 3>> selectedFrom;
 };
 
 inline void CollectFindings(const gdcm::DataSet& item, ReadBack& out) {
     for (const gdcm::DataSet& child : Items(item, 0x0040, 0xa730)) {
         if (ConceptName(child) == "111059") {
-            SrCluster c;
+            zetdip::host::SrCluster c;
             for (const gdcm::DataSet& property : Items(child, 0x0040, 0xa730)) {
                 const std::string name = ConceptName(property);
-                if (name == "111038") {
-                    const auto measured = Items(property, 0x0040, 0xa300);
-                    c.members = std::stoi(Value(measured.at(0), 0x0040, 0xa30a));
-                    continue;
-                }
+                if (name == "111038")
+                    c.members =
+                        std::stoi(Value(Items(property, 0x0040, 0xa300).at(0), 0x0040, 0xa30a));
                 if (name != "111010" && name != "111041") continue;
                 const gdcm::ByteValue* bv =
                     property.GetDataElement(gdcm::Tag(0x0070, 0x0022)).GetByteValue();
-                std::vector<float> data(bv->GetLength() / 4);
-                std::memcpy(data.data(), bv->GetPointer(), data.size() * 4);
-                const std::string type = Value(property, 0x0070, 0x0023);
+                std::vector<float> d(bv->GetLength() / 4);
+                std::memcpy(d.data(), bv->GetPointer(), d.size() * 4);
+                EXPECT_EQ(Value(property, 0x0070, 0x0023), name == "111010" ? "POINT" : "CIRCLE");
                 if (name == "111010") {
-                    EXPECT_EQ(type, "POINT");
-                    c.x = data.at(0) - 0.5;
-                    c.y = data.at(1) - 0.5;
+                    c.x = d.at(0) - 0.5;
+                    c.y = d.at(1) - 0.5;
                 } else {
-                    EXPECT_EQ(type, "CIRCLE");
-                    c.radius = std::hypot(data.at(2) - data.at(0), data.at(3) - data.at(1));
+                    c.radius = std::hypot(d.at(2) - d.at(0), d.at(3) - d.at(1));
                 }
                 const auto selected = Items(property, 0x0040, 0xa730);
                 EXPECT_EQ(selected.size(), 1u);

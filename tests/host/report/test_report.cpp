@@ -1,6 +1,7 @@
-// The report, the overlay and the per-file processing, on small hand-built
-// results: what the JSON says is what the result held, the circles are
-// drawn where the clusters are, and nothing is written half.
+// The report, the overlay, the evaluation's scoring and the per-file
+// processing, on small hand-built results: what the JSON says is what the
+// result held, the circles are drawn where the clusters are, marks are
+// scored by their centres, and nothing is written half.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -8,6 +9,7 @@
 
 #include "core/error.h"
 #include "host/fixtures.h"
+#include "report/evaluation.h"
 #include "report/json_report.h"
 #include "report/overlay.h"
 #include "report/process.h"
@@ -16,15 +18,18 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace zetdip::host;
+using zetdip::host::testing::ExpectError;
+using zetdip::host::testing::ReadText;
+using zetdip::host::testing::TempDir;
 
+// A grey ramp, and a result with a rectangular mask and one cluster.
 Image GreyImage(int W, int H) {
     Image image;
     image.nWidth = W;
     image.nHeight = H;
     image.nBitsStored = 8;
-    image.bytes.resize(image.PixelCount());
     for (int y = 0; y < H; ++y)
-        for (int x = 0; x < W; ++x) image.bytes[y * W + x] = static_cast<unsigned char>(x + y);
+        for (int x = 0; x < W; ++x) image.bytes.push_back(static_cast<unsigned char>(x + y));
     image.rowSpacing = image.columnSpacing = Fact<double>{0.1, "--pixel-size"};
     image.path = "grey.pgm";
     image.format = "PGM";
@@ -32,20 +37,13 @@ Image GreyImage(int W, int H) {
     return image;
 }
 
-// A result with a rectangular mask and one cluster, as Detect leaves it.
 DetectionResult HandResult(const Image& image) {
     DetectionResult r;
     r.frame = {image.nWidth, image.nHeight, 0, 0, image.nWidth, image.nHeight, true};
     r.mask.assign(image.PixelCount(), 0);
-    for (int y = 20; y < 180; ++y)
-        for (int x = 0; x < 150; ++x) r.mask[y * image.nWidth + x] = 255;
+    for (int y = 20; y < 180; ++y) std::fill_n(&r.mask[y * image.nWidth], 150, 255);
     Cluster c;
-    c.x = 100;
-    c.y = 80;
-    c.radius = 20.5;
-    c.xMm = 10.0;
-    c.yMm = 8.0;
-    c.radiusMm = 2.05;
+    c.x = 100, c.y = 80, c.radius = 20.5, c.xMm = 10.0, c.yMm = 8.0, c.radiusMm = 2.05;
     c.members = 5;
     r.clusters.push_back(c);
     r.steps.push_back({"ApplyClustering", true, 1, {{"clusters", 1}}, 1.5});
@@ -56,58 +54,39 @@ DetectionResult HandResult(const Image& image) {
     return r;
 }
 
-bool IsRed(const Picture& p, int x, int y) {
-    const unsigned char* px = &p.pixels[(static_cast<std::size_t>(y) * p.nWidth + x) * 3];
-    return px[0] == 255 && px[1] < 100 && px[2] < 100;
-}
-bool IsGreen(const Picture& p, int x, int y) {
-    const unsigned char* px = &p.pixels[(static_cast<std::size_t>(y) * p.nWidth + x) * 3];
-    return px[1] > 200 && px[0] < 100;
-}
-bool IsGrey(const Picture& p, int x, int y) {
-    const unsigned char* px = &p.pixels[(static_cast<std::size_t>(y) * p.nWidth + x) * 3];
-    return px[0] == px[1] && px[1] == px[2];
-}
-
-TEST(PictureScale, ShrinksToAtMost2048RowsUnlessFullSize) {
-    EXPECT_EQ(PictureScale(2048, false), 1);
+TEST(Overlay, CirclesAndOutlineWhereTheResultSaysAtEveryScale) {
+    EXPECT_EQ(PictureScale(2048, false), 1);  // at most 2048 rows unless full size
     EXPECT_EQ(PictureScale(2049, false), 2);
     EXPECT_EQ(PictureScale(4664, false), 3);
     EXPECT_EQ(PictureScale(4664, true), 1);
-    EXPECT_EQ(PictureScale(1, false), 1);
-}
-
-TEST(Overlay, DrawsCirclesAndOutlineWhereTheResultSays) {
     const Image image = GreyImage(300, 200);
-    const DetectionResult r = HandResult(image);
     for (int scale : {1, 2, 3}) {
-        const Picture p = RenderOverlay(image, r, scale);
+        const Picture p = RenderOverlay(image, HandResult(image), scale);
         ASSERT_EQ(p.nChannels, 3);
         EXPECT_EQ(p.nWidth, (300 + scale - 1) / scale);
         EXPECT_EQ(p.nHeight, (200 + scale - 1) / scale);
-        const double cx = (100 + 0.5) / scale - 0.5, cy = (80 + 0.5) / scale - 0.5,
-                     radius = 20.5 / scale;
-        // On the rim left, right, above and below; not at the centre.
-        EXPECT_TRUE(IsRed(p, static_cast<int>(std::lround(cx + radius)),
-                          static_cast<int>(std::lround(cy))));
-        EXPECT_TRUE(IsRed(p, static_cast<int>(std::lround(cx - radius)),
-                          static_cast<int>(std::lround(cy))));
-        EXPECT_TRUE(IsRed(p, static_cast<int>(std::lround(cx)),
-                          static_cast<int>(std::lround(cy - radius))));
-        EXPECT_TRUE(IsGrey(p, static_cast<int>(cx), static_cast<int>(cy)));
-        // The mask's inner edges are outlined; the image edge is not.
-        EXPECT_TRUE(IsGreen(p, 149 / scale, 100 / scale));
-        EXPECT_TRUE(IsGreen(p, 50 / scale, 20 / scale));
-        EXPECT_TRUE(IsGrey(p, 0, 100 / scale));
+        auto px = [&](double x, double y) {
+            const std::size_t i = (static_cast<std::size_t>(std::lround(y)) * p.nWidth +
+                                   static_cast<std::size_t>(std::lround(x))) *
+                                  3;
+            const int r = p.pixels[i], g = p.pixels[i + 1], b = p.pixels[i + 2];
+            return r == g && g == b                 ? 'k'
+                   : r == 255 && g < 100 && b < 100 ? 'r'
+                   : g > 200 && r < 100             ? 'g'
+                                                    : '?';
+        };
+        const double cx = 100.5 / scale - 0.5, cy = 80.5 / scale - 0.5, radius = 20.5 / scale;
+        // On the rim left, right and above; not at the centre. The mask's
+        // inner edges are outlined, the image edge is not.
+        const std::string seen = {px(cx + radius, cy), px(cx - radius, cy), px(cx, cy - radius),
+                                  px(std::floor(cx), std::floor(cy)), px(149 / scale, 100 / scale),
+                                  px(50 / scale, 20 / scale), px(0, 100 / scale)};
+        EXPECT_EQ(seen, "rrrkggk");
     }
-}
-
-TEST(Overlay, BinaryPicturesKeepEverySetPixel) {
-    std::vector<unsigned char> binary(10 * 7, 0);
+    std::vector<unsigned char> binary(10 * 7, 0);  // a shrunk binary keeps every set pixel
     binary[6 * 10 + 9] = 255;
     const Picture p = RenderBinary(binary, 10, 7, 3);
-    ASSERT_EQ(p.nWidth, 4);
-    ASSERT_EQ(p.nHeight, 3);
+    ASSERT_EQ(p.nWidth * 10 + p.nHeight, 43);
     for (int i = 0; i < 12; ++i) EXPECT_EQ(p.pixels[i], i == 2 * 4 + 3 ? 255 : 0) << i;
 }
 
@@ -115,19 +94,14 @@ TEST(Report, SaysWhatTheResultHeld) {
     Image image = GreyImage(300, 200);
     DetectionResult r = HandResult(image);
     auto report = nlohmann::json::parse(ReportJson(image, r, {1.0, 2.0, 3.5}));
-    EXPECT_EQ(report["schema"], "zetdip-cad/1");
     EXPECT_EQ(report["status"], "ok");
-    EXPECT_FALSE(report.contains("error"));
-    EXPECT_FALSE(report["input"].contains("sop_instance_uid"));
+    EXPECT_FALSE(report.contains("error") || report["input"].contains("sop_instance_uid"));
     EXPECT_TRUE(report["input"]["laterality"].is_null());
-    EXPECT_EQ(report["input"]["pixel_spacing"]["column_mm"], 0.1);
     EXPECT_EQ(report["chain"]["breast_side"]["value"], "left");
     EXPECT_EQ(report["chain"]["rows_flipped"]["source"], "PatientOrientation");
-    const auto& c = report["clusters"].at(0);
-    EXPECT_EQ(c["x"], 100);
-    EXPECT_EQ(c["y"], 80);
-    EXPECT_EQ(c["radius"], 20.5);
-    EXPECT_EQ(c["members"], 5);
+    EXPECT_EQ(
+        report["clusters"].at(0).dump(),
+        R"({"members":5,"radius":20.5,"radius_mm":2.05,"x":100,"x_mm":10.0,"y":80,"y_mm":8.0})");
     EXPECT_EQ(report["steps"][0]["returned"], true);
     EXPECT_EQ(report["steps"][0]["counts"]["clusters"], 1);
     EXPECT_EQ(report["steps"][1]["returned"], -1);
@@ -141,36 +115,68 @@ TEST(Report, SaysWhatTheResultHeld) {
     EXPECT_EQ(report["status"], "error");
     EXPECT_EQ(report["error"], "the chain stopped: ApplyFPRemovalCAD returned false");
     EXPECT_EQ(report["input"]["sop_instance_uid"], "1.2.3");
-    EXPECT_EQ(report["input"]["laterality"]["value"], "R");
-    EXPECT_EQ(report["input"]["laterality"]["source"], "ImageLaterality");
+    EXPECT_EQ(report["input"]["laterality"].dump(), R"({"source":"ImageLaterality","value":"R"})");
 }
 
-TEST(Process, AStoppedChainWritesItsReportAndNoPicture) {
-    zetdip::host::testing::TempDir dir;
-    const Image image = zetdip::host::testing::Phantom(1, false, 0.4);
+TEST(Process, AStoppedChainWritesItsReportAndNoPictureInADirectoryItMade) {
+    TempDir dir;
     ProcessOptions options;
-    options.outDir = dir.Dir().string();
+    options.outDir = dir.Path("a/b");
+    PrepareOutputDirectory(options.outDir);
+    EXPECT_TRUE(fs::is_directory(options.outDir) && fs::is_empty(options.outDir));
     options.steps = true;
     options.detect.candidates = [](Working&) { return false; };
-    const ProcessResult r = ProcessImage(image, "stopped", options);
+    const ProcessResult r = ProcessImage(zetdip::host::testing::Phantom(1, false, 0.4), "stopped", options);
     EXPECT_FALSE(r.ok);
     EXPECT_EQ(r.error, "the chain stopped: candidates returned false");
     EXPECT_TRUE(r.picturePaths.empty());
-    EXPECT_EQ(dir.Files(), std::vector<std::string>{"stopped.json"});
-    EXPECT_EQ(nlohmann::json::parse(zetdip::host::testing::ReadText(r.jsonPath))["status"],
-              "error");
-}
+    EXPECT_EQ(zetdip::host::testing::Lines(ReadText(r.jsonPath)).empty(), false);
+    EXPECT_EQ(nlohmann::json::parse(ReadText(r.jsonPath))["status"], "error");
+    EXPECT_EQ(std::distance(fs::directory_iterator(options.outDir), fs::directory_iterator()), 1);
 
-TEST(Process, OutputDirectoryMustBeADirectoryWeCanWrite) {
-    zetdip::host::testing::TempDir dir;
-    PrepareOutputDirectory(dir.Path("a/b"));
-    EXPECT_TRUE(fs::is_directory(dir.Path("a/b")));
-    EXPECT_TRUE(fs::is_empty(dir.Path("a/b")));
     const std::string file = dir.Write("file", "x");
     for (const std::string& bad : {file, file + "/sub"})
-        zetdip::host::testing::ExpectError([&] { PrepareOutputDirectory(bad); }, bad, "");
+        ExpectError([&] { PrepareOutputDirectory(bad); }, bad, "");
     EXPECT_EQ(OutputStem("a/MG1_J2KI.dcm"), "MG1_J2KI");
     EXPECT_EQ(OutputStem("noext"), "noext");
+}
+
+TEST(Evaluation, CentreInsideTheCircleFindsEachClusterOnce) {
+    const std::vector<TruthCluster> truth = {{"a", 100, 100, 10}, {"a", 300, 100, 5}};
+    // On the rim counts; two marks in one cluster find it once and are not
+    // false; a mark just outside is false.
+    const std::vector<Mark> marks = {{110, 100, 30}, {95, 95, 20}, {300, 106, 8}, {500, 500, 9}};
+    const ImageScore s = ScoreImage(marks, truth);
+    EXPECT_EQ(std::vector<int>({s.nClusters, s.nFound, s.nFalse}), std::vector<int>({2, 1, 2}));
+    EXPECT_EQ(ScoreImage({}, truth).nFound + ScoreImage({}, truth).nFalse, 0);
+    EXPECT_EQ(ScoreImage(marks, {}).nFalse, 4);
+    const FrocPoint none;
+    EXPECT_EQ(none.Sensitivity() + none.FalsePerImage(), 0.0);  // no division by zero
+}
+
+TEST(Evaluation, TruthColumnsByNameErrorsNameTheFileAndTheFrocPictureIsWhole) {
+    TempDir dir;
+    ExpectError(
+        [&] { ReadTruthCsv(dir.Write("t.csv", "radius_px,refnum,y_top_origin,x\nmdb1,bad\n")); },
+        dir.Path("t.csv"), "");
+    ExpectError([&] { ReadTruthCsv(dir.Write("t.csv", "refnum,x,radius_px\n")); },
+                dir.Path("t.csv"), "y_top_origin");
+    ExpectError([&] { ReadTruthCsv(dir.Path("missing.csv")); }, dir.Path("missing.csv"), "");
+    const auto t = ReadTruthCsv(dir.Write(
+        "t.csv", "radius_px,refnum,y_top_origin,x,note\r\n12,mdb7,30.5,40,\r\n\n3,mdb8,1,2,x\n"));
+    ASSERT_EQ(t.size(), 2u);
+    EXPECT_EQ(t[0].image, "mdb7");
+    EXPECT_EQ(std::vector<double>({t[0].x, t[0].y, t[0].dRadius}),
+              std::vector<double>({40.0, 30.5, 12.0}));
+
+    const std::string svg = dir.Path("froc.svg");
+    WriteFrocSvg(svg, {"dev"}, {{FrocPoint{4.0, 10, 12, 7, 4}, FrocPoint{5.0, 10, 12, 5, 1}}}, 3.0);
+    const std::string text = ReadText(svg);
+    EXPECT_EQ(text.rfind("<svg", 0), 0u);
+    EXPECT_NE(text.find("</svg>"), std::string::npos);
+    EXPECT_NE(text.find("dev"), std::string::npos);
+    EXPECT_FALSE(fs::exists(svg + ".tmp"));
+    EXPECT_THROW(WriteFrocSvg(dir.Path("none/x.svg"), {}, {}, 1.0), Error);
 }
 
 }  // namespace
