@@ -167,7 +167,9 @@ TEST(SelectCandidates, NoneOnLinesEdgesOrOutsideTheMask) {
     ASSERT_EQ(c.candidates.size(), 1u);
     EXPECT_EQ(c.candidates[0].x, 80);
     for (std::size_t i = 0; i < mask.size(); ++i)
-        if (!mask[i]) ASSERT_EQ(c.binary[i], 0) << i;
+        if (!mask[i]) {
+            ASSERT_EQ(c.binary[i], 0) << i;
+        }
 }
 
 }  // namespace

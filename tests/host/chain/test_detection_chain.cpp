@@ -66,7 +66,9 @@ TEST_P(PaddedFilm, MarksPlantedClustersAndNothingElseInTheFileFrame) {
         for (std::size_t k = 0; k < r.clusters.size(); ++k)
             if (std::hypot(r.clusters[k].x - x, r.clusters[k].y - y) <= 5.0 / m.dPixelSize)
                 bFound = bMarksCluster[k] = true;
-        if (cluster.members.size() >= 4) EXPECT_TRUE(bFound) << "not marked: " << x << ", " << y;
+        if (cluster.members.size() >= 4) {
+            EXPECT_TRUE(bFound) << "not marked: " << x << ", " << y;
+        }
     }
     for (std::size_t k = 0; k < r.clusters.size(); ++k) {
         const auto& c = r.clusters[k];

@@ -304,23 +304,28 @@ TEST(DicomRefusals, each_names_the_file_and_the_cause) {
         bool bWriter;
     } kCases[] = {
         {"not a mammogram: modality CT",
-         [](DicomFixture& f) { f.modality = "CT", f.sopClassUid = "1.2.840.10008.5.1.4.1.1.2"; }},
+         [](DicomFixture& f) { f.modality = "CT", f.sopClassUid = "1.2.840.10008.5.1.4.1.1.2"; },
+         false},
         // A digitised film under another modality must say it shows the breast.
         {"not a mammogram: modality RG",
-         [](DicomFixture& f) { f.modality = "RG", f.sopClassUid = "1.2.840.10008.5.1.4.1.1.7"; }},
+         [](DicomFixture& f) { f.modality = "RG", f.sopClassUid = "1.2.840.10008.5.1.4.1.1.7"; },
+         false},
         {"multi-frame image (2 frames)",
          [](DicomFixture& f) {
              f.nFrames = 2, f.words = {1, 2, 3, 4};
-         }},
+         },
+         false},
         {"colour image (RGB, 3 samples",
          [](DicomFixture& f) {
              f.nSamplesPerPixel = 3, f.photometric = "RGB";
              f.nBitsAllocated = f.nBitsStored = 8, f.nHighBit = 7;
              f.words.clear(), f.bytes = {1, 2, 3, 4, 5, 6};
-         }},
-        {"high bit 10 is below bits stored - 1 (11)", [](DicomFixture& f) { f.nHighBit = 10; }},
+         },
+         false},
+        {"high bit 10 is below bits stored - 1 (11)", [](DicomFixture& f) { f.nHighBit = 10; },
+         false},
         {"no pixel size in the file; pass --pixel-size",
-         [](DicomFixture& f) { f.attributes.clear(); }},
+         [](DicomFixture& f) { f.attributes.clear(); }, false},
         {"unknown transfer syntax 1.2.3.4",
          [](DicomFixture& f) { f.transferSyntaxUid = "1.2.3.4"; }, true},
         {"smaller than 16 x 16", [](DicomFixture& f) { f.transferSyntaxUid = kJpeg2000; }, true},

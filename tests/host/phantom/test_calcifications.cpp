@@ -31,9 +31,10 @@ TEST(InsertClusters, MembersInsideTheAreaWithTheAskedShapeAndNoneWithoutRoom) {
             EXPECT_LE(std::hypot(m.x - c.centre.x, m.y - c.centre.y), c.dRadius);
         }
         for (const auto& d : clusters)  // clusters stay apart
-            if (&d != &c)
+            if (&d != &c) {
                 EXPECT_GT(std::hypot(c.centre.x - d.centre.x, c.centre.y - d.centre.y),
                           c.dRadius + d.dRadius);
+            }
     }
     // The image only rises, by at most the contrast, and only near members.
     int nChanged = 0;
@@ -77,8 +78,9 @@ TEST(AddFilmArtefacts, LabelAndMarkersOnlyInTheBackground) {
     for (int y = 0; y < H; ++y)
         for (int x = 0; x < W; ++x) {
             const unsigned short v = image[y * W + x];
-            if (x < 550)  // the breast and 5 mm beside it: untouched
+            if (x < 550) {  // the breast and 5 mm beside it: untouched
                 ASSERT_EQ(v, x < 500 ? 1500 : 100) << x << ", " << y;
+            }
             nBright += x >= 550 && v >= 3000;
             nDark += x >= 550 && v == 0;
         }
