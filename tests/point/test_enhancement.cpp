@@ -54,24 +54,23 @@ TEST(ContrastManip, TwoImageFormSpreadsUpperHalf) {
     EXPECT_EQ(zeros, Bytes8(4, 0));
 }
 
-TEST(ContrastManip, MaskedFormUsesTwoRoundingsOf205) {
-    // The maximum itself maps to max - 1 (200 gives 199.99999999999994) but 255 to 255.
-    for (int m : {50, 100, 128, 200, 255}) {
+// 205 / 100 and 105 / 100 each rounded: the maximum maps to max - 1 (200 gives
+// 199.99999999999994), 255 to 255; outside the mask low bits wrap: 255 gives 402 (stored
+// 146) and the float threshold 48.78... clears 48, keeps 49 (-> 0). An empty mask has maximum
+// 0: every v becomes trunc(v * 2.05 / 1.05).
+TEST(ContrastManip, MaskedFormRoundsTwiceAndWrapsLowBitsOutsideMask) {
+    for (int m : {50, 128, 200, 255}) {
         Bytes8 in = {static_cast<unsigned char>(m)}, mask = {1}, out = {0};
         CDipEnhancement::ApplyContrastManip(in.data(), mask.data(), out.data(), 8, 8, 1, 1);
         EXPECT_EQ(out[0], m == 255 ? 255 : m - 1) << m;
     }
-}
-
-TEST(ContrastManip, MaskedFormWrapsLowBitsOutsideMask) {
-    Bytes8 in = {100, 255, 48, 49}, mask = {1, 0, 0, 0}, out(4);
-    ASSERT_TRUE(
-        CDipEnhancement::ApplyContrastManip(in.data(), mask.data(), out.data(), 8, 8, 4, 1));
-    // 255 gives 402 (stored 146); the float threshold 48.78... clears 48, keeps 49 (-> 0).
-    EXPECT_EQ(out, (Bytes8{99, 146, 0, 0}));
-    Bytes8 none(4, 0);  // empty mask: max 0, every v becomes trunc(v * 2.05 / 1.05)
-    CDipEnhancement::ApplyContrastManip(in.data(), none.data(), out.data(), 8, 8, 4, 1);
-    EXPECT_EQ(out, (Bytes8{195, 497 & 0xFF, 93, 95}));
+    Bytes8 in = {100, 255, 48, 49}, out(4);
+    for (auto [mask, expected] : {std::pair{Bytes8{1, 0, 0, 0}, Bytes8{99, 146, 0, 0}},
+                                  {Bytes8(4, 0), Bytes8{195, 497 & 0xFF, 93, 95}}}) {
+        ASSERT_TRUE(
+            CDipEnhancement::ApplyContrastManip(in.data(), mask.data(), out.data(), 8, 8, 4, 1));
+        EXPECT_EQ(out, expected);
+    }
     Words w = {4000, 65535}, wmask = {1, 0}, wout(2);
     ASSERT_TRUE(
         CDipEnhancement::ApplyContrastManip(Bytes(w), Bytes(wmask), Bytes(wout), 16, 12, 2, 1));
