@@ -101,16 +101,9 @@ TYPED_TEST(Shaped, ChainedPassesMatchWholeImagePasses) {
     using T = TypeParam;
     using zetdip::detail::ShapedStage, zetdip::detail::VectorPath;
     std::uint32_t seed = 30;
-    for (const auto& [w, h] : {std::pair{1, 1},
-                               {2, 2},
-                               {3, 1},
-                               {1, 3},
-                               {3, 3},
-                               {4, 3},
-                               {3, 7},
-                               {5, 9},
-                               {67, 33},
-                               {130, 4}})
+    const int sizes[][2] = {{1, 1}, {2, 2}, {3, 1}, {1, 3},   {3, 3},
+                            {4, 3}, {3, 7}, {5, 9}, {67, 33}, {130, 4}};
+    for (const auto& [w, h] : sizes)
         for (int nMax : {3, int(T(~0u))}) {
             const auto img = RandomImage<T>(w, h, 0, nMax, ++seed);
             const auto ero = QuarterPasses(true, img, w, h), dil = QuarterPasses(false, img, w, h);
