@@ -154,18 +154,6 @@ TEST(BreastMask, UndecidedImageIsFilled) {
     }
 }
 
-TEST(BreastMask, RefusalsWriteNothing) {
-    std::vector<unsigned char> image(3 * 40 * 30, 200), mask(image.size(), 9);
-    bool bRight = false;
-    for (auto [bpp, bits] : {std::pair{24, 8}, {8, 7}, {8, 17}}) {
-        EXPECT_FALSE(CDipFilters::CreateMaskOfBreast(image.data(), mask.data(), bpp, bits, 40, 30,
-                                                     bRight, 0.1));
-        EXPECT_FALSE(CDipFilters::RemovePectoralMuscleFromMask(image.data(), mask.data(), bpp, bits,
-                                                               40, 30, false, 0.1));
-    }
-    EXPECT_EQ(mask, std::vector<unsigned char>(image.size(), 9));
-}
-
 // 8-bit: 85 passes the darkness test (and then reports the opening's false), 84 fails before
 // anything else; 12-bit: a reference below 4096 / 3 = 1365 is dark. The mask stays.
 TEST(PectoralRemoval, ReferencePixelDarknessTest) {

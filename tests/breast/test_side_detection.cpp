@@ -40,12 +40,6 @@ TEST(SideDetection, StrictLevelsAndCounts) {
                                                                 4, 0.5f),
                   c.side);
     }
-    // Refusals: 24-bit colour and bit depths outside 8..16.
-    std::vector<unsigned char> bright(3 * 16 * 4, 255);
-    for (int bits : {7, 17})
-        EXPECT_EQ(
-            CDipFilters::IsOnTheRightOrLeftSideOfTheImage(bright.data(), 8, bits, 16, 4, 0.5f), -1);
-    EXPECT_EQ(CDipFilters::IsOnTheRightOrLeftSideOfTheImage(bright.data(), 24, 8, 16, 4, 0.5f), -1);
 }
 
 TEST(SideDetection, NarrowImageProbesColumnMinusOne) {

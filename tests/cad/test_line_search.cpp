@@ -69,20 +69,6 @@ TEST(LineSearch, EightBitDiagonalEntryRunsNorthSouthSearch) {
     EXPECT_EQ(a, b);
 }
 
-TEST(LineSearch, RefusalsWriteNothing) {
-    std::vector<unsigned char> image(3 * 20 * 20, 128), lines(image.size(), 5),
-        mask(image.size(), 1);
-    EXPECT_FALSE(CDipClustering::SearchLinesImage(image.data(), lines.data(), 24, 8, 20, 20));
-    EXPECT_FALSE(CDipClustering::SearchLinesSWNEImage(image.data(), lines.data(), mask.data(), 24,
-                                                      8, 20, 20, 0.1));
-    for (int bits : {7, 17}) {
-        EXPECT_FALSE(CDipClustering::SearchLinesImage(image.data(), lines.data(), 8, bits, 20, 20));
-        EXPECT_FALSE(CDipClustering::SearchLinesSWNEImage(image.data(), lines.data(), mask.data(),
-                                                          8, bits, 20, 20, 0.1));
-    }
-    EXPECT_EQ(lines, std::vector<unsigned char>(image.size(), 5));
-}
-
 TEST(LineSearch, EmptyImagesVisitNoRowOfTheirLongSide) {
     // An empty image answers as a small empty one does, without walking its long side;
     // -5 x -5 too, though the point operations inside would count it as 25 samples.

@@ -77,36 +77,4 @@ TEST(ContrastManip, MaskedFormRoundsTwiceAndWrapsLowBitsOutsideMask) {
     EXPECT_EQ(wout, (Words{4000, 58603}));  // 124139 keeps its low 16 bits
 }
 
-TEST(ContrastManip, ColourAndBadDepthsWriteNothing) {
-    Bytes8 in(12, 100), mask(12, 1), out(12, 7);
-    EXPECT_FALSE(CDipEnhancement::ApplyContrastManip(in.data(), out.data(), 24, 8, 2, 2));
-    EXPECT_FALSE(
-        CDipEnhancement::ApplyContrastManip(in.data(), mask.data(), out.data(), 24, 8, 2, 2));
-    for (int bits : {7, 17}) {
-        EXPECT_FALSE(CDipEnhancement::ApplyContrastManip(in.data(), out.data(), 8, bits, 2, 2));
-        EXPECT_FALSE(CDipEnhancement::ApplyStretching(in.data(), out.data(), 8, bits, 2, 2, 0, 9));
-    }
-    EXPECT_EQ(out, Bytes8(12, 7));
-}
-
-TEST(PointOperations, InPlaceEqualsOutOfPlace) {
-    const auto in = zetdip::test::RandomImage<unsigned short>(33, 7, 0, 4095, 3);
-    auto mask = zetdip::test::RandomImage<unsigned short>(33, 7, 0, 1, 4);
-    for (int op = 0; op < 3; ++op) {
-        auto a = in, b = in;
-        Words sep(in.size());
-        auto run = [&](Words& src, Words& dst) {
-            if (op == 0)
-                CDipEnhancement::ApplyStretching(Bytes(src), Bytes(dst), 16, 12, 33, 7, 1000, 3000);
-            if (op == 1) CDipEnhancement::ApplyContrastManip(Bytes(src), Bytes(dst), 16, 12, 33, 7);
-            if (op == 2)
-                CDipEnhancement::ApplyContrastManip(Bytes(src), Bytes(mask), Bytes(dst), 16, 12, 33,
-                                                    7);
-        };
-        run(a, sep);
-        run(b, b);
-        EXPECT_EQ(sep, b) << op;
-    }
-}
-
 }  // namespace

@@ -28,13 +28,6 @@ TEST(Thresholding, SampleEqualToThresholdBecomesMaximum) {
 
 TEST(Thresholding, DispatchEdgeCases) {
     Bytes8 in(12, 200), out(12, 7);
-    for (int bits : {7, 17}) {
-        EXPECT_FALSE(CDipThresholding::ApplyThresholding(in.data(), out.data(), 8, bits, 2, 2, 1));
-        EXPECT_EQ(CDipThresholding::CalculateThresholdingTHwMD(in.data(), 8, bits, 2, 2) +
-                      CDipThresholding::CalculateThresholding1(in.data(), 8, bits, 2, 2),
-                  0);
-    }
-    EXPECT_EQ(out, Bytes8(12, 7));
     // nBitsPerPixel 16 with 8 bits stored is one-channel 8-bit: four samples only.
     ASSERT_TRUE(CDipThresholding::ApplyThresholding(in.data(), out.data(), 16, 8, 2, 2, 1));
     EXPECT_EQ(out, (Bytes8{255, 255, 255, 255, 7, 7, 7, 7, 7, 7, 7, 7}));
