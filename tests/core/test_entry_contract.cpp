@@ -36,95 +36,60 @@ struct Entry {
     bool bInPlace;       // pDst may equal pSrc
 };
 
+bool MaskOfBreast(U s, U d, int bpp, int bits, int w, int h) {
+    bool bRight = false;
+    return F::CreateMaskOfBreast(s, d, bpp, bits, w, h, bRight, 0.1);
+}
+
+// One row: the entry's name, its call on (s, m, d, bpp, bits, w, h), then the rest of Entry.
+#define ENTRY(name, call, ...)                                                            \
+    Entry {                                                                               \
+        name,                                                                             \
+            []([[maybe_unused]] U s, [[maybe_unused]] U m, [[maybe_unused]] U d, int bpp, \
+               int bits, int w, int h) -> long long { return call; },                     \
+            __VA_ARGS__                                                                   \
+    }
+
 const Entry kEntries[] = {
-    {"Mean", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return F::ApplyMean(s, d, bpp, bits, w, h);
-     }, 0, 1, 42, true},
-    {"GradientNS", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return F::ApplyGradientNS(s, d, bpp, bits, w, h);
-     }, 0, 1, 42, true},
-    {"GradientSWNE", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return F::ApplyGradientSWNE(s, d, bpp, bits, w, h);
-     }, 0, 1, 42, true},
-    {"GradientNWSE", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return F::ApplyGradientNWSE(s, d, bpp, bits, w, h);
-     }, 0, 1, 42, true},
-    {"Gauss", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return F::ApplyGauss(s, d, bpp, bits, w, h, 0.8f);
-     }, 0, 1, 42, true},
+    ENTRY("Mean", F::ApplyMean(s, d, bpp, bits, w, h), 0, 1, 42, true),
+    ENTRY("GradientNS", F::ApplyGradientNS(s, d, bpp, bits, w, h), 0, 1, 42, true),
+    ENTRY("GradientSWNE", F::ApplyGradientSWNE(s, d, bpp, bits, w, h), 0, 1, 42, true),
+    ENTRY("GradientNWSE", F::ApplyGradientNWSE(s, d, bpp, bits, w, h), 0, 1, 42, true),
+    ENTRY("Gauss", F::ApplyGauss(s, d, bpp, bits, w, h, 0.8f), 0, 1, 42, true),
     // Colour skips the blurs but not the difference: zeros.
-    {"DOG", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return F::ApplyDOG(s, d, bpp, bits, w, h, 1.0f, 3.0f, 0.7f, 1.5f);
-     }, 0, 1, 0, true},
-    {"MaskOfBreast", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         bool bRight = false;
-         return F::CreateMaskOfBreast(s, d, bpp, bits, w, h, bRight, 0.1);
-     }, 0, 0, 42, false},
-    {"PectoralMuscle", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return F::RemovePectoralMuscleFromMask(s, d, bpp, bits, w, h, false, 0.1);
-     }, 0, 0, 42, false},
-    {"Side", [](U s, U, U, int bpp, int bits, int w, int h) -> long long {
-         return F::IsOnTheRightOrLeftSideOfTheImage(s, bpp, bits, w, h, 0.5f);
-     }, -1, -1, 42, false},
-    {"LinesNS", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return C::SearchLinesImage(s, d, bpp, bits, w, h);
-     }, 0, 0, 42, false},
-    {"LinesSWNE", [](U s, U m, U d, int bpp, int bits, int w, int h) -> long long {
-         return C::SearchLinesSWNEImage(s, d, m, bpp, bits, w, h, 0.1);
-     }, 0, 0, 42, false},
-    {"FPRemoval", [](U s, U m, U d, int bpp, int bits, int w, int h) -> long long {
-         return C::ApplyFPRemovalCAD(m, s, d, bpp, bits, h, w, true);
-     }, 0, kUnchecked, -1, true},
-    {"ErosionWithSE", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return M::ApplyErosionWithSE(s, d, bpp, bits, w, h, kSE, 3, 3, 5);
-     }, 0, 0, 42, true},
-    {"ErosionLine", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return M::ApplyErosionLine(s, d, bpp, bits, w, h);
-     }, 0, 0, 42, true},
-    {"ErosionDiagNWSE", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return M::ApplyErosionDiagNWSE(s, d, bpp, bits, w, h);
-     }, 0, 0, 42, true},
-    {"ErosionDiagSWNE", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return M::ApplyErosionDiagSWNE(s, d, bpp, bits, w, h);
-     }, 0, 0, 42, true},
-    {"ErosionCircle", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return M::ApplyErosionCircle(s, d, bpp, bits, w, h);
-     }, 0, 0, 42, true},
-    {"Dilatation", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return M::ApplyDilatation(s, d, bpp, bits, w, h);
-     }, 0, 0, 42, true},
-    {"Opening", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return M::ApplyOpening(s, d, bpp, bits, w, h);
-     }, 0, 0, 42, true},
-    {"Closing", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return M::ApplyClosing(s, d, bpp, bits, w, h);
-     }, 0, 0, 42, true},
-    {"ThicknessStage", [](U s, U m, U d, int bpp, int bits, int w, int h) -> long long {
-         return CDipThickness::ApplyThicknessWavStage(s, m, d, bpp, bits, w, h, kSE, 3, 3, 5, kSE,
-                                                      3, 3, 5);
-     }, 0, 0, 42, true},
+    ENTRY("DOG", F::ApplyDOG(s, d, bpp, bits, w, h, 1.0f, 3.0f, 0.7f, 1.5f), 0, 1, 0, true),
+    ENTRY("MaskOfBreast", MaskOfBreast(s, d, bpp, bits, w, h), 0, 0, 42, false),
+    ENTRY("PectoralMuscle", F::RemovePectoralMuscleFromMask(s, d, bpp, bits, w, h, false, 0.1), 0,
+          0, 42, false),
+    ENTRY("Side", F::IsOnTheRightOrLeftSideOfTheImage(s, bpp, bits, w, h, 0.5f), -1, -1, 42, false),
+    ENTRY("LinesNS", C::SearchLinesImage(s, d, bpp, bits, w, h), 0, 0, 42, false),
+    ENTRY("LinesSWNE", C::SearchLinesSWNEImage(s, d, m, bpp, bits, w, h, 0.1), 0, 0, 42, false),
+    ENTRY("FPRemoval", C::ApplyFPRemovalCAD(m, s, d, bpp, bits, h, w, true), 0, kUnchecked, -1,
+          true),
+    ENTRY("ErosionWithSE", M::ApplyErosionWithSE(s, d, bpp, bits, w, h, kSE, 3, 3, 5), 0, 0, 42,
+          true),
+    ENTRY("ErosionLine", M::ApplyErosionLine(s, d, bpp, bits, w, h), 0, 0, 42, true),
+    ENTRY("ErosionDiagNWSE", M::ApplyErosionDiagNWSE(s, d, bpp, bits, w, h), 0, 0, 42, true),
+    ENTRY("ErosionDiagSWNE", M::ApplyErosionDiagSWNE(s, d, bpp, bits, w, h), 0, 0, 42, true),
+    ENTRY("ErosionCircle", M::ApplyErosionCircle(s, d, bpp, bits, w, h), 0, 0, 42, true),
+    ENTRY("Dilatation", M::ApplyDilatation(s, d, bpp, bits, w, h), 0, 0, 42, true),
+    ENTRY("Opening", M::ApplyOpening(s, d, bpp, bits, w, h), 0, 0, 42, true),
+    ENTRY("Closing", M::ApplyClosing(s, d, bpp, bits, w, h), 0, 0, 42, true),
+    ENTRY(
+        "ThicknessStage",
+        CDipThickness::ApplyThicknessWavStage(s, m, d, bpp, bits, w, h, kSE, 3, 3, 5, kSE, 3, 3, 5),
+        0, 0, 42, true),
     // Colour stretches and thresholds all three samples of each pixel.
-    {"Stretching", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return E::ApplyStretching(s, d, bpp, bits, w, h, 40, bits == 8 ? 200 : 3000);
-     }, 0, 1, -1, true},
-    {"ContrastManip", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return E::ApplyContrastManip(s, d, bpp, bits, w, h);
-     }, 0, 0, 42, true},
-    {"ContrastManipMasked", [](U s, U m, U d, int bpp, int bits, int w, int h) -> long long {
-         return E::ApplyContrastManip(s, m, d, bpp, bits, w, h);
-     }, 0, 0, 42, true},
-    {"Thresholding", [](U s, U, U d, int bpp, int bits, int w, int h) -> long long {
-         return T::ApplyThresholding(s, d, bpp, bits, w, h, bits == 8 ? 100 : 2000);
-     }, 0, 1, -1, true},
-    {"ThresholdTHwMD", [](U s, U, U, int bpp, int bits, int w, int h) -> long long {
-         return T::CalculateThresholdingTHwMD(s, bpp, bits, w, h);
-     }, 0, 0, 42, false},
-    {"Threshold1", [](U s, U, U, int bpp, int bits, int w, int h) -> long long {
-         return T::CalculateThresholding1(s, bpp, bits, w, h);
-     }, 0, 0, 42, false},
-    {"Subtraction", [](U s, U m, U d, int bpp, int bits, int w, int h) -> long long {
-         return CDipWavelet::ApplySubstraction(s, m, d, bpp, bits, w, h);
-     }, 0, kUnchecked, -1, true},
+    ENTRY("Stretching", E::ApplyStretching(s, d, bpp, bits, w, h, 40, bits == 8 ? 200 : 3000), 0, 1,
+          -1, true),
+    ENTRY("ContrastManip", E::ApplyContrastManip(s, d, bpp, bits, w, h), 0, 0, 42, true),
+    ENTRY("ContrastManipMasked", E::ApplyContrastManip(s, m, d, bpp, bits, w, h), 0, 0, 42, true),
+    ENTRY("Thresholding", T::ApplyThresholding(s, d, bpp, bits, w, h, bits == 8 ? 100 : 2000), 0, 1,
+          -1, true),
+    ENTRY("ThresholdTHwMD", T::CalculateThresholdingTHwMD(s, bpp, bits, w, h), 0, 0, 42, false),
+    ENTRY("Threshold1", T::CalculateThresholding1(s, bpp, bits, w, h), 0, 0, 42, false),
+    ENTRY("Subtraction", CDipWavelet::ApplySubstraction(s, m, d, bpp, bits, w, h), 0, kUnchecked,
+          -1, true),
 };
 
 TEST(EntryContract, BadDepthsAndColourAsDocumented) {
@@ -173,5 +138,7 @@ TYPED_TEST(EntryContractTyped, InPlaceEqualsOutOfPlace) {
         EXPECT_EQ(s, src) << e.name << " wrote its source";
     }
 }
+
+#undef ENTRY
 
 }  // namespace
