@@ -1,6 +1,6 @@
 // What every public image entry shares: bits stored outside 8..16 give the failure value and
-// write nothing, 24-bit colour does what the entry documents, and where pDst may equal pSrc the
-// result in place is the result out of place, at both depths.
+// write nothing, 24-bit colour does what the entry documents, images without pixels answer at
+// once, and where pDst may equal pSrc the result in place is the result out of place.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -111,6 +111,18 @@ TEST(EntryContract, BadDepthsAndColourAsDocumented) {
         }
         EXPECT_EQ(src, std::vector<unsigned char>(src.size(), 200)) << e.name;
     }
+}
+
+// An image without pixels answers as a 0 x 5 one does, reading and writing nothing and
+// without walking its long side (2^31 empty rows would take seconds).
+TEST(EntryContract, EmptyImagesAnswerAtOnce) {
+    for (const Entry& e : kEntries)
+        for (auto [bpp, bits] : {std::pair{8, 8}, {16, 12}}) {
+            const long long nSmall = e.call(nullptr, nullptr, nullptr, bpp, bits, 0, 5);
+            for (auto [w, h] : {std::pair{0, INT_MAX}, {INT_MAX, 0}, {-1, INT_MAX}})
+                EXPECT_EQ(e.call(nullptr, nullptr, nullptr, bpp, bits, w, h), nSmall)
+                    << e.name << ' ' << bits << ' ' << w << 'x' << h;
+        }
 }
 
 template <class S>
