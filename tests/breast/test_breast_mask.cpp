@@ -81,8 +81,7 @@ TEST_P(BreastOnPhantom, SixteenBitMaskCoversBreastAndMuscleIsCleared) {
 }
 
 INSTANTIATE_TEST_SUITE_P(SidesAndPixelSizes, BreastOnPhantom,
-                         ::testing::Values(PhantomCase{false, 0.1}, PhantomCase{true, 0.1},
-                                           PhantomCase{false, 0.07}, PhantomCase{true, 0.07}));
+                         ::testing::Values(PhantomCase{false, 0.1}, PhantomCase{true, 0.07}));
 
 TEST(BreastOnPhantom8Bit, PectoralRemovalReportsFalseAndLeavesMask) {
     Mammogram m = MakePhantom(false, 0.1);
@@ -155,34 +154,18 @@ TEST(BreastMask, UndecidedImageIsFilled) {
     }
 }
 
-TEST(BreastMask, RefusalsWriteNothing) {
-    std::vector<unsigned char> image(3 * 40 * 30, 200), mask(image.size(), 9);
-    bool bRight = false;
-    EXPECT_FALSE(
-        CDipFilters::CreateMaskOfBreast(image.data(), mask.data(), 24, 8, 40, 30, bRight, 0.1));
-    EXPECT_FALSE(
-        CDipFilters::CreateMaskOfBreast(image.data(), mask.data(), 8, 7, 40, 30, bRight, 0.1));
-    EXPECT_FALSE(CDipFilters::RemovePectoralMuscleFromMask(image.data(), mask.data(), 24, 8, 40, 30,
-                                                           false, 0.1));
-    EXPECT_FALSE(CDipFilters::RemovePectoralMuscleFromMask(image.data(), mask.data(), 8, 17, 40, 30,
-                                                           false, 0.1));
-    EXPECT_EQ(mask, std::vector<unsigned char>(image.size(), 9));
-}
-
+// 8-bit: 85 passes the darkness test (and then reports the opening's false), 84 fails before
+// anything else; 12-bit: a reference below 4096 / 3 = 1365 is dark. The mask stays.
 TEST(PectoralRemoval, ReferencePixelDarknessTest) {
-    // 8-bit: 85 passes the darkness test (and then reports the opening's
-    // false), 84 fails before anything else; both leave the mask.
-    for (int v : {84, 85}) {
-        std::vector<unsigned char> image(40 * 40, static_cast<unsigned char>(v));
-        std::vector<unsigned char> mask(image.size(), 255);
-        EXPECT_FALSE(CDipFilters::RemovePectoralMuscleFromMask(image.data(), mask.data(), 8, 8, 40,
-                                                               40, false, 0.1));
-        EXPECT_EQ(mask, std::vector<unsigned char>(image.size(), 255));
+    for (int v : {84, 85, 1364}) {
+        std::vector<unsigned short> words(40 * 40, static_cast<unsigned short>(v)),
+            mask(40 * 40, 255);
+        std::vector<unsigned char> bytes(words.begin(), words.end());
+        auto* p = v > 255 ? Bytes(words) : bytes.data();
+        EXPECT_FALSE(CDipFilters::RemovePectoralMuscleFromMask(
+            p, Bytes(mask), v > 255 ? 16 : 8, v > 255 ? 12 : 8, 40, 40, false, 0.1));
+        EXPECT_EQ(mask, std::vector<unsigned short>(mask.size(), 255)) << v;
     }
-    // 12-bit: a reference below 4096 / 3 = 1365 is dark.
-    std::vector<unsigned short> dim(40 * 40, 1364), mask(dim.size(), 4095);
-    EXPECT_FALSE(CDipFilters::RemovePectoralMuscleFromMask(Bytes(dim), Bytes(mask), 16, 12, 40, 40,
-                                                           false, 0.1));
 }
 
 TEST(PectoralRemoval, SixteenBitClearsMuscleBandFromStartRowUpward) {
@@ -217,25 +200,6 @@ TEST(PectoralRemoval, OverflowingOffsetsGiveNegativeStartRow) {
                                                               10, bRight, 1e-9));
         EXPECT_EQ(mask, image);
     }
-}
-
-// Results are not meaningful here; the calls must only stay inside the buffers.
-TEST(BreastSegmentation, TinyImagesAndExtremePixelSizesStayInsideBuffers) {
-    for (int H : {1, 2, 3, 5, 9}) {
-        for (double px : {1e-9, 0.1, 100.0}) {
-            std::vector<unsigned short> image(7 * H, 0), mask(7 * H, 0);
-            for (int y = 0; y < H; ++y) image[y * 7] = image[y * 7 + 1] = 4000;
-            bool bRight = false;
-            CDipFilters::CreateMaskOfBreast(Bytes(image), Bytes(mask), 16, 12, 7, H, bRight, px);
-            CDipFilters::RemovePectoralMuscleFromMask(Bytes(image), Bytes(mask), 16, 12, 7, H,
-                                                      false, px);
-            CDipFilters::RemovePectoralMuscleFromMask(Bytes(image), Bytes(mask), 16, 12, 7, H, true,
-                                                      px);
-            std::vector<unsigned char> image8(7 * H, 200), mask8(7 * H, 0);
-            CDipFilters::CreateMaskOfBreast(image8.data(), mask8.data(), 8, 8, 7, H, bRight, px);
-        }
-    }
-    SUCCEED();
 }
 
 }  // namespace

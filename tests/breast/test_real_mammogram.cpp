@@ -1,6 +1,5 @@
 // The breast operations on a real 12-bit mammogram kept beside the project
-// (skipped when it is absent). Set ZETDIP_PICTURES to a folder to get a
-// downscaled picture of the image and its mask there.
+// (skipped when it is absent).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,7 +11,6 @@
 
 #include "DipEnhancement.h"
 #include "DipFilters.h"
-#include "phantom.h"
 #include "support/images.h"
 
 namespace {
@@ -38,23 +36,6 @@ bool LoadFlipped(std::vector<unsigned short>& image) {
     return true;
 }
 
-void SavePicture(const std::vector<unsigned short>& image,
-                 const std::vector<unsigned short>& mask) {
-    const char* dir = std::getenv("ZETDIP_PICTURES");
-    if (dir == nullptr) return;
-    // Image and mask side by side, an eighth of the size.
-    const int s = 8, w = kWidth / s, h = kHeight / s;
-    std::vector<unsigned char> out(static_cast<std::size_t>(2 * w) * h);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            const std::size_t i = static_cast<std::size_t>(y * s) * kWidth + x * s;
-            out[static_cast<std::size_t>(y) * 2 * w + x] =
-                static_cast<unsigned char>(image[i] >> 4);
-            out[static_cast<std::size_t>(y) * 2 * w + w + x] = mask[i] ? 255 : 0;
-        }
-    zetdip::phantom::WritePgm((std::string(dir) + "/mg1_mask.pgm").c_str(), out, 2 * w, h);
-}
-
 TEST(RealMammogram, SideMaskAndPectoralRemoval) {
     std::vector<unsigned short> image;
     if (!LoadFlipped(image)) GTEST_SKIP() << "real mammogram not available";
@@ -70,7 +51,6 @@ TEST(RealMammogram, SideMaskAndPectoralRemoval) {
     ASSERT_TRUE(CDipFilters::CreateMaskOfBreast(Bytes(image), Bytes(mask), 16, 12, kWidth, kHeight,
                                                 bBreastOnRight, kPixelSize));
     EXPECT_FALSE(bBreastOnRight);
-    SavePicture(image, mask);
 
     // Row by row, the mask runs from the left edge to the skin line plus the
     // 5 mm margin. The skin line is where the stretched image first falls to

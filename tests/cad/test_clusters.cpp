@@ -12,53 +12,41 @@ namespace {
 using namespace zetdip::test;
 using zetdip::detail::ClusterStack, zetdip::detail::GrowCluster;
 
-TEST(ClusterGrowing, MatchesRecursionWithRectangularReach) {
-    const int w = 67, h = 33;  // 6.8 / 2.0 -> 3 columns, 6.8 / 1.3 -> 5 rows
-    auto centres = RandomImage<int>(w, h, -8, 1, 9);
-    for (int& c : centres) c = c > 0;
-    std::vector<int> visited(centres.size(), 0), expected(centres.size(), 0);
-    ClusterStack stack;
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            Grown want{w, h, 0, 0, 0, 0, 0}, g = want;
-            Recurse(centres.data(), expected.data(), x, y, want, w, h, 3, 5);
-            ASSERT_TRUE(GrowCluster(centres.data(), visited.data(), x, y, g[0], g[1], g[2], g[3],
-                                    g[4], w, h, 2.0, 1.3, g[5], g[6], 6.8, stack));
-            ASSERT_EQ(g, want) << x << "," << y;
-        }
-    EXPECT_EQ(visited, expected);
-}
-
-TEST(ClusterScan, ColumnLinksGatherWhatTheGrowingGathers) {
-    // Every cluster of the scan against GrowCluster started from each free
-    // centre in row-major order: reaches of 3 x 5 and 0 x 1 pixels, windows
-    // that leave the image, one reach larger than the image, dense and sparse maps.
-    const double sizes[][2] = {{2.0, 1.3}, {7.0, 6.0}, {0.1, 0.1}, {2.0, 1.3}};
+// The growing from every pixel against plain recursion, and every cluster of the column-link
+// scan against the growing started from each free centre in row-major order: reaches of 3 x 5
+// and 0 x 1 pixels, windows that leave the image, one reach larger than the image, dense and
+// sparse maps.
+TEST(ClusterScan, GrowingMatchesRecursionAndColumnLinksGatherTheSame) {
+    const double sizes[][2] = {{2.0, 1.3}, {7.0, 6.0}, {0.1, 0.1}};
     std::uint32_t seed = 40;
     for (auto [w, h] : {std::pair{67, 33}, {20, 90}, {1, 1}, {5, 3}})
-        for (const auto& size : sizes)
+        for (const auto& [dX, dY] : sizes)
             for (int nSparse : {1, 6}) {
                 auto centres = RandomImage<int>(w, h, -nSparse, 1, ++seed);
                 for (int& c : centres) c = c > 0;
-                std::vector<int> visited(centres.size(), 0), links(centres.size(), 0);
+                std::vector<int> visited(centres.size(), 0), expected(visited), links(visited);
                 std::vector<Grown> want, got;
                 ClusterStack stack;
                 for (int y = 0; y < h; ++y)
                     for (int x = 0; x < w; ++x) {
-                        if (!centres[y * w + x] || visited[y * w + x]) continue;
-                        Grown g{w, h, 0, 0, 0, 0, 0};
+                        const bool bFree = centres[y * w + x] && !visited[y * w + x];
+                        Grown r{w, h, 0, 0, 0, 0, 0}, g = r;
+                        Recurse(centres.data(), expected.data(), x, y, r, w, h,
+                                static_cast<int>(6.8 / dX), static_cast<int>(6.8 / dY));
                         ASSERT_TRUE(GrowCluster(centres.data(), visited.data(), x, y, g[0], g[1],
-                                                g[2], g[3], g[4], w, h, size[0], size[1], g[5],
-                                                g[6], 6.8, stack));
-                        want.push_back(g);
+                                                g[2], g[3], g[4], w, h, dX, dY, g[5], g[6], 6.8,
+                                                stack));
+                        ASSERT_EQ(g, r) << x << "," << y;
+                        if (bFree) want.push_back(g);
                     }
+                EXPECT_EQ(visited, expected);
                 ASSERT_TRUE(zetdip::detail::ForEachCluster(
-                    centres.data(), links.data(), size[0], size[1], w, h, 6.8, stack,
+                    centres.data(), links.data(), dX, dY, w, h, 6.8, stack,
                     [&](const zetdip::detail::ClusterSummary& s) {
                         got.push_back(
                             {s.nMinX, s.nMinY, s.nMaxX, s.nMaxY, s.nCount, s.nSumX, s.nSumY});
                     }));
-                EXPECT_EQ(got, want) << w << "x" << h << " " << size[0];
+                EXPECT_EQ(got, want) << w << "x" << h << " " << dX;
             }
 }
 

@@ -54,19 +54,6 @@ TYPED_TEST(Filters, DogWithEqualSigmasAndUnitGainIsZero) {
     EXPECT_EQ(img, std::vector<T>(img.size(), T(0)));
 }
 
-// 24-bit colour returns true and writes nothing (DOG, whose blurs are skipped,
-// writes zeros); bits stored outside 8..16 return false and write nothing.
-TEST(FilterEntries, ColourWritesNothingBadDepthsReturnFalse) {
-    auto src = RandomImage<unsigned char>(5 * 3, 4, 0, 255, 6);
-    const int depths[][2] = {{24, 8}, {16, 7}, {16, 17}, {8, 0}};
-    for (const auto& d : depths)
-        for (auto f : kFilters) {
-            Bytes8 out(src.size(), 3);
-            EXPECT_EQ(f(src.data(), out.data(), d[0], d[1], 5, 4), d[1] == 8) << d[1];
-            EXPECT_EQ(out, Bytes8(src.size(), f == &Dog && d[1] == 8 ? 0 : 3)) << d[1];
-        }
-}
-
 // 100 above 110: 128 + 10 * (300 - 330) = -172 gives 0 on the edge rows; the mirror gives 255.
 TEST(Filters8, GradientNSSaturatesAtASmallStep) {
     for (int e : {0, 255}) {

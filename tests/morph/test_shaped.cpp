@@ -1,11 +1,10 @@
-// Shaped morphology, and the colour and depth refusals of every morphology entry.
+// Shaped morphology: the quarter passes, their chaining and refused scratch.
 #include <gtest/gtest.h>
 
 #include <new>
 #include <vector>
 
 #include "DipMorphMath.h"
-#include "DipThickness.h"
 #include "morph/shaped.h"
 #include "support/images.h"
 #include "support/morph_reference.h"
@@ -101,16 +100,9 @@ TYPED_TEST(Shaped, ChainedPassesMatchWholeImagePasses) {
     using T = TypeParam;
     using zetdip::detail::ShapedStage, zetdip::detail::VectorPath;
     std::uint32_t seed = 30;
-    for (const auto& [w, h] : {std::pair{1, 1},
-                               {2, 2},
-                               {3, 1},
-                               {1, 3},
-                               {3, 3},
-                               {4, 3},
-                               {3, 7},
-                               {5, 9},
-                               {67, 33},
-                               {130, 4}})
+    const int sizes[][2] = {{1, 1}, {2, 2}, {3, 1}, {1, 3},   {3, 3},
+                            {4, 3}, {3, 7}, {5, 9}, {67, 33}, {130, 4}};
+    for (const auto& [w, h] : sizes)
         for (int nMax : {3, int(T(~0u))}) {
             const auto img = RandomImage<T>(w, h, 0, nMax, ++seed);
             const auto ero = QuarterPasses(true, img, w, h), dil = QuarterPasses(false, img, w, h);
@@ -154,22 +146,6 @@ TEST(Shaped, RefusedScratchReportsFalseWritingNothing) {
             g_nNothrowGranted = -1;
             EXPECT_EQ(d, Bytes8(d.size(), 42)) << bits;
         }
-}
-
-TEST(Morphology, ColourAndBadDepthsAreRefusedWritingNothing) {
-    const int se[9] = {1, 1, 1, 1, 1, 1, 1, 1, 1};
-    Bytes8 src(3 * 16, 9), out(3 * 16, 42);
-    unsigned char *s = src.data(), *d = out.data();
-    for (auto [bpp, bits] : {std::pair{24, 8}, {8, 7}, {16, 17}}) {
-        EXPECT_FALSE(M::ApplyErosionWithSE(s, d, bpp, bits, 4, 4, se, 3, 3, 9));
-        EXPECT_FALSE(CDipThickness::ApplyThicknessWavStage(s, s, d, bpp, bits, 4, 4, se, 3, 3, 9,
-                                                           se, 3, 3, 9));
-        for (Entry entry :
-             {M::ApplyErosionLine, M::ApplyErosionDiagNWSE, M::ApplyErosionDiagSWNE,
-              M::ApplyErosionCircle, M::ApplyDilatation, M::ApplyOpening, M::ApplyClosing})
-            EXPECT_FALSE(entry(s, d, bpp, bits, 4, 4)) << bpp << "/" << bits;
-    }
-    EXPECT_EQ(out, Bytes8(3 * 16, 42));
 }
 
 }  // namespace

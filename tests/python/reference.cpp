@@ -50,20 +50,11 @@ int main(int argc, char** argv) {
     unsigned char* pDst = dst.data();
     std::ostream& out = std::cout;
 
-    if (op == "ApplyMean") {
-        out << CDipFilters::ApplyMean(pA, pDst, bpp, bits, w, h);
-    } else if (op == "ApplyGauss") {
+    if (op == "ApplyGauss") {
         out << CDipFilters::ApplyGauss(pA, pDst, bpp, bits, w, h, static_cast<float>(n(0)));
-    } else if (op == "ApplyDOG") {
-        out << CDipFilters::ApplyDOG(pA, pDst, bpp, bits, w, h, static_cast<float>(n(0)),
-                                     static_cast<float>(n(1)), static_cast<float>(n(2)),
-                                     static_cast<float>(n(3)));
     } else if (op == "ApplyStretching") {
         out << CDipEnhancement::ApplyStretching(pA, pDst, bpp, bits, w, h, static_cast<int>(n(0)),
                                                 static_cast<int>(n(1)));
-    } else if (op == "CalculateThresholdingTHwMD") {
-        out << CDipThresholding::CalculateThresholdingTHwMD(pA, bpp, bits, w, h) << "\n";
-        return 0;  // a value, no image
     } else if (op == "CreateHisto") {
         int nBins = 0;
         unsigned int* p =

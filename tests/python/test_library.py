@@ -162,22 +162,15 @@ SIZES = [(67, 33), (3, 1)]
 
 def call(op, images, bpp, bits, w, h, *numbers):
     """The binding's counterpart of one reference run: (numbers, output bytes)."""
-    F, E, M, T, H, C, W = (zetdip.CDipFilters, zetdip.CDipEnhancement, zetdip.CDipMorphMath,
-                           zetdip.CDipThresholding, zetdip.CDipHisto, zetdip.CDipClustering,
-                           zetdip.CDipWavelet)
+    F, E, M, H, C, W = (zetdip.CDipFilters, zetdip.CDipEnhancement, zetdip.CDipMorphMath,
+                        zetdip.CDipHisto, zetdip.CDipClustering, zetdip.CDipWavelet)
     src = images[0]
     out = np.zeros_like(src)
-    if op == "ApplyMean":
-        return [int(F.ApplyMean(src, out, bpp, bits, w, h))], out.tobytes()
     if op == "ApplyGauss":
         return [int(F.ApplyGauss(src, out, bpp, bits, w, h, numbers[0]))], out.tobytes()
-    if op == "ApplyDOG":
-        return [int(F.ApplyDOG(src, out, bpp, bits, w, h, *numbers))], out.tobytes()
     if op == "ApplyStretching":
         return [int(E.ApplyStretching(src, out, bpp, bits, w, h, *map(int, numbers)))], \
             out.tobytes()
-    if op == "CalculateThresholdingTHwMD":
-        return [T.CalculateThresholdingTHwMD(src, bpp, bits, w, h)], b""
     if op == "CreateHisto":
         histo = H.CreateHisto(src.copy(), bpp, bits, int(numbers[0]), w, h)
         return [len(histo)], histo.tobytes()
@@ -205,11 +198,11 @@ def call(op, images, bpp, bits, w, h, *numbers):
     raise AssertionError(op)
 
 
-# One entry of each shape of binding: image to image, with float, int or
-# structuring-element arguments, a value or an array back, two images in.
+# One entry of each shape of binding: image to image with float or int
+# arguments, with a structuring element, a value, an array or a tuple back,
+# two images in (height before width), coefficients and parities out.
 CASES = [
-    ("ApplyMean", ()), ("ApplyGauss", (0.8,)), ("ApplyDOG", (1.5, 2.0, 0.7, 1.2)),
-    ("ApplyStretching", (40, 3000)), ("CalculateThresholdingTHwMD", ()), ("CreateHisto", (11,)),
+    ("ApplyGauss", (0.8,)), ("ApplyStretching", (40, 3000)), ("CreateHisto", (11,)),
     ("ApplyErosionWithSE", ()), ("IsOnTheRightOrLeftSideOfTheImage", (0.3,)),
     ("CreateMaskOfBreast", (0, 0.2)), ("ApplyFPRemovalCAD", (1,)),
     ("ApplyWaveletDecomposition", ()),
