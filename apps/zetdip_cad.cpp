@@ -16,6 +16,7 @@
 #include "batch/batch.h"
 #include "chain/synthetic.h"
 #include "core/error.h"
+#include "core/memory.h"
 #include "evaluate_command.h"
 #include "phantom.h"
 #include "report/html_report.h"
@@ -361,6 +362,7 @@ int RunDefault() {
 }  // namespace
 
 int main(int argc, char** argv) {
+    zetdip::host::KeepReleasedBuffersForReuse();
     try {
         if (argc <= 1) return RunDefault();
         CLI::App app{

@@ -15,6 +15,7 @@
 #include <cstring>
 #include <ctime>
 #include <functional>
+#include <memory>
 #include <new>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
@@ -23,6 +24,7 @@
 #include <vector>
 
 #include "ZetDIP.h"
+#include "core/memory.h"
 #include "phantom.h"
 
 // Heap accounting: every allocation of the process goes through these, so a
@@ -390,12 +392,16 @@ int main(int argc, char** argv) {
     (void)sink;
     if (!filter.empty() && filter != "chain") return 0;
 
-    // The chain on the 12-bit phantom, step by step as a host drives it.
+    // The chain on the 12-bit phantom, step by step as a host drives it,
+    // with the allocator set as zetdip-cad sets it.
+    zetdip::host::KeepReleasedBuffersForReuse();
     std::printf("\ndetection chain on the %d x %d 12-bit phantom\n", w, h);
     std::vector<unsigned short> image = phantom.image, mask(n), lines(n), cand(n), kept(n);
     bool bRight = false;
     CArray<CPoint, const CPoint&> circles;
     const double px = 0.05;
+    std::vector<double>().swap(coef);
+    std::unique_ptr<double[]> chainCoef;
     const std::vector<Step> steps = {
         {"CreateMaskOfBreast",
          [&] {
@@ -415,18 +421,20 @@ int main(int argc, char** argv) {
          }},
         {"wavelet decomposition (coef alloc)",
          [&] {
-             std::vector<double>(n).swap(coef);
-             return CDipWavelet::ApplyWaveletDecomposition(B(image), coef.data(), w, h, 16, 12, lw,
-                                                           lh, wo, ho, 4);
+             // As the host allocates it: the decomposition writes every
+             // coefficient, so the buffer is not zeroed first.
+             chainCoef.reset(new double[n]);
+             return CDipWavelet::ApplyWaveletDecomposition(B(image), chainCoef.get(), w, h, 16, 12,
+                                                           lw, lh, wo, ho, 4);
          }},
         {"wavelet reconstruction",
          [&] {
-             return CDipWavelet::ApplyWaveletReconstruction(coef.data(), B(cand), 16, 12, w, h, 0,
-                                                            0, lw, lh, wo, ho, 4);
+             return CDipWavelet::ApplyWaveletReconstruction(chainCoef.get(), B(cand), 16, 12, w, h,
+                                                            0, 0, lw, lh, wo, ho, 4);
          }},
         {"ApplyFPRemovalCAD",
          [&] {
-             std::vector<double>().swap(coef);
+             chainCoef.reset();
              return CDipClustering::ApplyFPRemovalCAD(B(lines), B(cand), B(kept), 16, 12, h, w,
                                                       true);
          }},

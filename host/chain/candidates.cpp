@@ -2,6 +2,7 @@
 
 #include <ZetDIP.h>
 
+#include <memory>
 #include <new>
 
 #include "calcification_candidates.h"
@@ -20,11 +21,12 @@ CandidateStep BandPassCandidates(double dThreshold) {
 }
 
 bool WaveletCandidates(Working& w) {
-    std::vector<double> coef(w.image.size());
+    // Not zeroed: the decomposition writes every coefficient first.
+    std::unique_ptr<double[]> coef(new double[w.image.size()]);
     auto* pImage = reinterpret_cast<unsigned char*>(w.image.data());
     auto* pCandidates = reinterpret_cast<unsigned char*>(w.candidates.data());
     int nLowWidth = 0, nLowHeight = 0, widthOdd[4] = {}, heightOdd[4] = {};
-    if (!CDipWavelet::ApplyWaveletDecomposition(pImage, coef.data(), w.nWidth, w.nHeight, 16,
+    if (!CDipWavelet::ApplyWaveletDecomposition(pImage, coef.get(), w.nWidth, w.nHeight, 16,
                                                 w.nBitsStored, nLowWidth, nLowHeight, widthOdd,
                                                 heightOdd, 4))
         return false;
@@ -35,7 +37,7 @@ bool WaveletCandidates(Working& w) {
         x = (x + 1) / 2;
         y = (y + 1) / 2;
     }
-    return CDipWavelet::ApplyWaveletReconstruction(coef.data(), pCandidates, 16, w.nBitsStored,
+    return CDipWavelet::ApplyWaveletReconstruction(coef.get(), pCandidates, 16, w.nBitsStored,
                                                    w.nWidth, w.nHeight, 0, 0, nLowWidth, nLowHeight,
                                                    widthOdd, heightOdd, nLevels);
 }
