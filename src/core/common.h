@@ -99,6 +99,15 @@ std::unique_ptr<T[]> NewScratch(std::size_t n) {
     return std::unique_ptr<T[]>(new (std::nothrow) T[n == 0 ? 1 : n]);
 }
 
+// Whether a destination of nBytes either is the source or does not overlap
+// it: then a vector loop that reads each vector before storing it writes
+// what the sample loop writes.
+inline bool SameOrApart(const void* pDst, const void* pSrc, std::size_t nBytes) {
+    const auto d = reinterpret_cast<std::uintptr_t>(pDst),
+               s = reinterpret_cast<std::uintptr_t>(pSrc);
+    return d == s || d + nBytes <= s || s + nBytes <= d;
+}
+
 // The one empty function behind all destructors and the no-op operations.
 void NoOperation() noexcept;
 

@@ -1,5 +1,7 @@
 #include "filters/convolution.h"
 
+#include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstring>
 
@@ -172,13 +174,47 @@ ZETDIP_TARGET_AVX2 int DoubleVectorsAvx2(T* pOut, const T* const* r, const __m25
     return i;
 }
 
+// The grouped sums of ExactInAnyOrder, eight samples at a time: the taps
+// sorted by group, each group's samples added in int lanes.
+template <class T, int N, bool kDivide>
+ZETDIP_TARGET_AVX2 int GroupedVectorsAvx2(T* pOut, const T* const* r, const conv::TapPlan& g, int n,
+                                          __m256d divisor, __m256d offset, __m256d top) {
+    const T* sorted[N > 0 ? N : 1] = {};
+    int nEnd[N > 0 ? N : 1] = {};
+    __m256d w[N > 0 ? N : 1];
+    for (auto& v : w) v = _mm256_setzero_pd();
+    int m = 0;
+    for (int k = 0; k < g.nGroups; ++k) {
+        for (int t = 0; t < N; ++t)
+            if (g.nGroupOf[t] == k) sorted[m++] = r[t];
+        nEnd[k] = m;
+        w[k] = _mm256_set1_pd(g.dWeight[k]);
+    }
+    int i = 0;
+    for (; i + 8 <= n; i += 8) {
+        __m256d a = _mm256_setzero_pd(), b = _mm256_setzero_pd();
+        for (int k = 0, t = 0; k < g.nGroups; ++k) {
+            __m256i s = LoadEight(sorted[t++] + i);
+            for (; t < nEnd[k]; ++t) s = _mm256_add_epi32(s, LoadEight(sorted[t] + i));
+            const __m256d lo = _mm256_cvtepi32_pd(_mm256_castsi256_si128(s));
+            const __m256d hi = _mm256_cvtepi32_pd(_mm256_extracti128_si256(s, 1));
+            a = _mm256_add_pd(a, _mm256_mul_pd(w[k], lo));
+            b = _mm256_add_pd(b, _mm256_mul_pd(w[k], hi));
+        }
+        StoreFour(pOut + i, a, kDivide, divisor, offset, top);
+        StoreFour(pOut + i + 4, b, kDivide, divisor, offset, top);
+    }
+    return i;
+}
+
 // The fused run with N taps, vectors across the samples: each sample's sum
 // is added in tap order as in FusedBody (whole weights: in int, exact).
 // pOut may be one of the rows: a sample's taps read that row only at its
 // own column or to the right, and each vector is read before it is stored.
 template <class T, int N>
 ZETDIP_TARGET_AVX2 void FusedVectorsAvx2(T* pOut, const T* const* pRows, const double* pWeights,
-                                         int n, double dDivisor, double dOffset, double dMax) {
+                                         int n, double dDivisor, double dOffset, double dMax,
+                                         const conv::TapPlan* pPlan) {
     bool bInt = true;
     int nIntWeights[N > 0 ? N : 1] = {};
     for (int t = 0; t < N; ++t) {
@@ -206,8 +242,12 @@ ZETDIP_TARGET_AVX2 void FusedVectorsAvx2(T* pOut, const T* const* pRows, const d
         __m256d w[N > 0 ? N : 1];
         const T* r[N > 0 ? N : 1];
         for (int t = 0; t < N; ++t) w[t] = _mm256_set1_pd(pWeights[t]), r[t] = pRows[t];
-        i = bDivide ? DoubleVectorsAvx2<T, N, true>(pOut, r, w, n, divisor, offset, top)
-                    : DoubleVectorsAvx2<T, N, false>(pOut, r, w, n, divisor, offset, top);
+        if (pPlan != nullptr && pPlan->bExactInAnyOrder)
+            i = bDivide ? GroupedVectorsAvx2<T, N, true>(pOut, r, *pPlan, n, divisor, offset, top)
+                        : GroupedVectorsAvx2<T, N, false>(pOut, r, *pPlan, n, divisor, offset, top);
+        else
+            i = bDivide ? DoubleVectorsAvx2<T, N, true>(pOut, r, w, n, divisor, offset, top)
+                        : DoubleVectorsAvx2<T, N, false>(pOut, r, w, n, divisor, offset, top);
     }
     if (i < n) {
         const T* pTail[N > 0 ? N : 1];
@@ -218,12 +258,14 @@ ZETDIP_TARGET_AVX2 void FusedVectorsAvx2(T* pOut, const T* const* pRows, const d
 
 template <class T, int N = 0>
 ZETDIP_TARGET_AVX2 void FusedAvx2(T* pOut, const T* const* pRows, const double* pWeights, int nTaps,
-                                  int n, double dDivisor, double dOffset, double dMax) {
+                                  int n, double dDivisor, double dOffset, double dMax,
+                                  const conv::TapPlan* pPlan) {
     if constexpr (N < conv::kFusedTaps) {
         if (nTaps != N)
-            return FusedAvx2<T, N + 1>(pOut, pRows, pWeights, nTaps, n, dDivisor, dOffset, dMax);
+            return FusedAvx2<T, N + 1>(pOut, pRows, pWeights, nTaps, n, dDivisor, dOffset, dMax,
+                                       pPlan);
     }
-    FusedVectorsAvx2<T, N>(pOut, pRows, pWeights, n, dDivisor, dOffset, dMax);
+    FusedVectorsAvx2<T, N>(pOut, pRows, pWeights, n, dDivisor, dOffset, dMax, pPlan);
 }
 #endif
 
@@ -231,21 +273,46 @@ ZETDIP_TARGET_AVX2 void FusedAvx2(T* pOut, const T* const* pRows, const double* 
 
 namespace conv {
 
+bool PlanTaps(const double* pWeights, int nTaps, double dLargestSample, TapPlan& plan) {
+    plan = TapPlan{};
+    if (nTaps <= 0 || nTaps > kFusedTaps) return false;
+    int nLowest = INT_MAX;
+    double dBound = 0.0;
+    for (int t = 0; t < nTaps; ++t) {
+        const double w = pWeights[t];
+        if (!std::isfinite(w) || w == 0.0) return false;
+        int ex = 0;
+        const double m = std::frexp(w, &ex);  // w = m 2^ex, 0.5 <= |m| < 1
+        auto nMantissa = static_cast<long long>(std::ldexp(std::fabs(m), 53));
+        int nLsb = ex - 53;
+        while ((nMantissa & 1) == 0) nMantissa >>= 1, ++nLsb;
+        nLowest = std::min(nLowest, nLsb);
+        dBound += std::fabs(w) * dLargestSample;
+        int k = 0;
+        while (k < plan.nGroups && plan.dWeight[k] != w) ++k;
+        if (k == plan.nGroups) plan.dWeight[plan.nGroups++] = w;
+        plan.nGroupOf[t] = k;
+    }
+    // Slack for the rounding of the bound itself.
+    plan.bExactInAnyOrder = dBound * 1.001 < std::ldexp(1.0, nLowest + 52);
+    return plan.bExactInAnyOrder;
+}
+
 template <class T>
 void FusedRun(T* pOut, const T* const* pRows, const double* pWeights, int nTaps, int n,
-              double dDivisor, double dOffset, double dMax, VectorPath path) {
+              double dDivisor, double dOffset, double dMax, VectorPath path, const TapPlan* pPlan) {
 #if ZETDIP_HAS_AVX2_PATH
     if (ResolvePath(path) == VectorPath::kAvx2)
-        return FusedAvx2(pOut, pRows, pWeights, nTaps, n, dDivisor, dOffset, dMax);
+        return FusedAvx2(pOut, pRows, pWeights, nTaps, n, dDivisor, dOffset, dMax, pPlan);
 #endif
-    (void)path;
+    (void)path, (void)pPlan;
     FusedBaseline(pOut, pRows, pWeights, nTaps, n, dDivisor, dOffset, dMax);
 }
 
 template void FusedRun(unsigned char*, const unsigned char* const*, const double*, int, int, double,
-                       double, double, VectorPath);
+                       double, double, VectorPath, const TapPlan*);
 template void FusedRun(unsigned short*, const unsigned short* const*, const double*, int, int,
-                       double, double, double, VectorPath);
+                       double, double, double, VectorPath, const TapPlan*);
 
 }  // namespace conv
 

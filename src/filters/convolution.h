@@ -147,9 +147,30 @@ inline void CopySamples(T* pDst, const T* pSrc, std::size_t n) {
 // each i, 0.0 + w[0] * rows[0][i] + w[1] * rows[1][i] + ... added in tap
 // order (as the buffer above does), then StoreRun. pOut may be one of the
 // rows: every sample's taps are read before it is stored.
+//
+// With a plan whose sums are exact in any order, the vector path adds the
+// samples of taps of equal weight first and multiplies once per weight.
+struct TapPlan;
 template <class T>
 void FusedRun(T* pOut, const T* const* pRows, const double* pWeights, int nTaps, int n,
-              double dDivisor, double dOffset, double dMax, VectorPath path = VectorPath::kAuto);
+              double dDivisor, double dOffset, double dMax, VectorPath path = VectorPath::kAuto,
+              const TapPlan* pPlan = nullptr);
+
+// Sums whose tap order cannot matter: when every product of a weight and a
+// sample, and every partial sum, is a whole multiple of the smallest ulp of
+// the weights and stays below 2^53 of it, each double addition is exact, so
+// the sum is the exact one in any order, and taps of equal weight may add
+// their samples first. Worked out once per image.
+struct TapPlan {
+    bool bExactInAnyOrder = false;
+    int nGroups = 0;
+    int nGroupOf[kFusedTaps] = {};
+    double dWeight[kFusedTaps] = {};
+};
+
+// Fills plan for the taps and samples up to dLargestSample; true when its
+// sums are exact in any order.
+bool PlanTaps(const double* pWeights, int nTaps, double dLargestSample, TapPlan& plan);
 
 }  // namespace conv
 
@@ -211,6 +232,8 @@ void Convolve(T* pDst, const float* pKernel, int nKernelSize, float fDivisor, in
         }
         ++nTaps;
     }
+    conv::TapPlan plan;
+    conv::PlanTaps(dTapWeights, nTaps, sizeof(T) == 1 ? 255.0 : 65535.0, plan);
     // Row of a tap while row y is filtered: rows below and the centre row
     // from the centre rightwards come from the source; rows above and the
     // centre row's left part come from the store.
@@ -239,7 +262,7 @@ void Convolve(T* pDst, const float* pKernel, int nKernelSize, float fDivisor, in
                 const T* pRows[conv::kFusedTaps];
                 for (int t = 0; t < nTaps; ++t) pRows[t] = tapRow(y, nTapRow[t]) + x0 + nTapDx[t];
                 conv::FusedRun(pOut + x0, pRows, dTapWeights, nTaps, n, dDivisor, dOffset, dMax,
-                               path);
+                               path, &plan);
                 continue;
             }
             for (int i = 0; i < n; ++i) acc[i] = 0.0;

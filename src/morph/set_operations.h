@@ -46,14 +46,8 @@ void CombineSets(const T* pA, const T* pB, T* pDst, int nCount, T nFull) {
     };
     int i = 0;
 #if defined(__SSE2__)
-    const auto apart = [&](const T* p) {
-        const auto d = reinterpret_cast<std::uintptr_t>(pDst),
-                   s = reinterpret_cast<std::uintptr_t>(p);
-        const std::uintptr_t nBytes =
-            static_cast<std::uintptr_t>(nCount > 0 ? nCount : 0) * sizeof(T);
-        return d == s || d + nBytes <= s || s + nBytes <= d;
-    };
-    if (apart(pA) && apart(pB)) {
+    const std::size_t nBytes = static_cast<std::size_t>(nCount > 0 ? nCount : 0) * sizeof(T);
+    if (SameOrApart(pDst, pA, nBytes) && SameOrApart(pDst, pB, nBytes)) {
         constexpr int kLanes = 16 / static_cast<int>(sizeof(T));
         const __m128i zero = _mm_setzero_si128();
         const __m128i full = sizeof(T) == 1 ? _mm_set1_epi8(static_cast<char>(nFull))

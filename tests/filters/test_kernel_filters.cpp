@@ -90,10 +90,11 @@ TEST(Dog, NoUpperClampValuesWrap) {
     Bytes8 img = {0, 0, 0, 0, 200, 0, 0, 0, 0};
     ASSERT_TRUE(F::ApplyDOG(img.data(), img.data(), 8, 8, 3, 3, 1.f, 10.f, 1.f, 1.f));
     EXPECT_EQ(img, (Bytes8{0, 0, 0, 0, 288 & 0xFF, 0, 0, 0, 0}));
-    for (float fGain : {3000.f, 0.5f}) {  // 95968 wraps; 16 - 32 < 0 gives 0
+    // 95968 wraps; 16 - 32 < 0 gives 0; past the int range the truncation gives INT_MIN, so 0.
+    for (float fGain : {3000.f, 0.5f, 1e12f}) {
         Words img16 = {0, 0, 0, 0, 200, 0, 0, 0, 0};
         ASSERT_TRUE(F::ApplyDOG(Bytes(img16), Bytes(img16), 16, 12, 3, 3, 1.f, fGain, 1.f, 1.f));
-        EXPECT_EQ(img16[4], fGain > 1 ? (32 * 3000 - 32) & 0xFFFF : 0);
+        EXPECT_EQ(img16[4], fGain == 3000.f ? (32 * 3000 - 32) & 0xFFFF : 0);
     }
 }
 
@@ -104,6 +105,15 @@ TEST(Difference, ClipsAtZeroAndChecksDimensions) {
     EXPECT_FALSE(DifferenceBetweenImages(a.data(), b.data(), a.data(), 3, 2, 1, 3, 2, 3));
     ASSERT_TRUE(DifferenceBetweenImages(a.data(), b.data(), a.data(), 1, 2, 3, 1, 2, 3));
     EXPECT_EQ(a, (Bytes8{0, 0, 20, 40, 0, 59}));  // the refusals wrote nothing
+    // Past the vector width, into either source.
+    Words c(37), d(37), expected(37);
+    for (int i = 0; i < 37; ++i) {
+        c[i] = static_cast<unsigned short>(i * 1777 % 65536);
+        d[i] = static_cast<unsigned short>(i * 3001 % 65536);
+        expected[i] = static_cast<unsigned short>(c[i] > d[i] ? c[i] - d[i] : 0);
+    }
+    ASSERT_TRUE(DifferenceBetweenImages(c.data(), d.data(), d.data(), 37, 1, 1, 37, 1, 1));
+    EXPECT_EQ(d, expected);
 }
 
 }  // namespace
