@@ -51,9 +51,10 @@ TYPED_TEST(Engine, MatchesColumnByColumnReferenceInPlaceAndNot) {
     }
 }
 
-// The fused runs (at most nine non-zero taps; int sums for whole weights up to the bound) on
-// every path, against the literal engine: weights at and just past the int bound, fractional
-// weights, sparse and dense 5 x 5 kernels, on random, saturated and two-level images wider
+// The fused runs (at most nine non-zero taps; int sums for whole weights up to the bound, sums
+// by equal weight where every double addition is exact) on every path, against the literal
+// engine: weights at and just past the int bound, fractional weights with exact and with
+// rounding sums, sparse and dense 5 x 5 kernels, on random, saturated and two-level images wider
 // than one run.
 TYPED_TEST(Engine, FusedRunsMatchReferenceOnEveryPathAndContent) {
     using T = TypeParam;
@@ -71,10 +72,11 @@ TYPED_TEST(Engine, FusedRunsMatchReferenceOnEveryPathAndContent) {
         {3, std::vector<float>(9, fBound)},  // the largest int sum
         {3, {1, 1, 1, 1, 1, 1, 1, 1, 1}},
         {3, {0, -10, -10, 10, 0, -10, 10, 10, 0}},
-        {3, {0.5f, -1.25f, 3, 0, 1, 0, 2, 0.1f, -7}},
+        {3, {0.5f, -1.25f, 3, 0, 1, 0, 2, 0.1f, -7}},  // sums exact in any order
+        {3, {1e6f, 1e-6f, 0.3f, 0, 1, 0, -2e5f, 0.1f, 7}},  // sums that round in tap order
         {5, std::vector<float>(25, 0.0f)},
         {5, RandomImage<float>(5, 5, -2000, 2000, 5)}};
-    auto& sparse = kernels[6].second;
+    auto& sparse = kernels[7].second;
     for (int k : {0, 3, 7, 12, 13, 17, 21, 24}) sparse[k] = static_cast<float>(k * 97 - 1200);
     for (VectorPath path : {VectorPath::kBaseline, VectorPath::kAvx2}) {
         if (!VectorPathAvailable(path)) continue;
