@@ -18,6 +18,7 @@
 #include <climits>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 
 #include "core/common.h"
 #include "core/cpu.h"
@@ -82,6 +83,23 @@ void SampleRange(const T* pSrc, long long nCount, int& nMin, int& nMax) {
         nMin = lo;
         nMax = hi;
     }
+}
+
+// For a normal positive a: a lies in [lo, 2 lo) = [2^(e-1), 2^e), and u =
+// 2^(e-24) is the ulp of a float there. From the bits, as the library calls
+// for them once per block.
+inline void Binade(double a, int& e, double& lo, double& u) {
+    std::uint64_t bits = 0;
+    std::memcpy(&bits, &a, sizeof bits);
+    e = static_cast<int>((bits >> 52) & 0x7ff) - 1022;
+    auto power = [](int k) {  // 2^k for a normal result
+        const std::uint64_t p = static_cast<std::uint64_t>(k + 1023) << 52;
+        double d = 0.0;
+        std::memcpy(&d, &p, sizeof d);
+        return d;
+    };
+    lo = power(e - 1);
+    u = power(e - 24);
 }
 
 inline std::int64_t PopCount64(std::uint64_t v) {
@@ -363,9 +381,7 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
         int e = 0;
         double u = 0.0, lo = 0.0;
         if (static_cast<double>(acc) >= dSmallest) {
-            std::frexp(static_cast<double>(acc), &e);  // acc in [2^(e-1), 2^e)
-            lo = std::ldexp(1.0, e - 1);
-            u = std::ldexp(1.0, e - 24);
+            Binade(static_cast<double>(acc), e, lo, u);
             const double room = (2.0 * lo - u) - static_cast<double>(acc) - nLen * u;
             // Two-valued blocks (binary images) go by bit masks.
             if (nLen == kBlock && nMax > nMin) {
@@ -478,9 +494,7 @@ float AccumulateFloatTwoValuedWords(Word word, long long nCount, double t0, doub
         int e = 0;
         double lo = 0.0, u = 0.0;
         if (static_cast<double>(acc) >= dSmallest) {
-            std::frexp(static_cast<double>(acc), &e);
-            lo = std::ldexp(1.0, e - 1);
-            u = std::ldexp(1.0, e - 24);
+            Binade(static_cast<double>(acc), e, lo, u);
             for (long long nTry : {std::min(kBlockWords, nFull - w), 1LL}) {
                 const double dSamples = static_cast<double>(64 * nTry);
                 const double room = (2.0 * lo - u) - static_cast<double>(acc) - dSamples * u;
