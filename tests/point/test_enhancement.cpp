@@ -13,6 +13,15 @@ using zetdip::test::Bytes;
 using Bytes8 = std::vector<unsigned char>;
 using Words = std::vector<unsigned short>;
 
+// A row of cases repeated past two vector widths, so that whole vectors and
+// the tail see every value.
+template <class V>
+V Repeated(const V& v) {
+    V out;
+    for (int k = 0; k < 7; ++k) out.insert(out.end(), v.begin(), v.end());
+    return out;
+}
+
 TEST(Stretching, IntegralGainSwappedBoundsAndWideBands) {
     struct Case {
         int lo, hi;
@@ -28,12 +37,7 @@ TEST(Stretching, IntegralGainSwappedBoundsAndWideBands) {
         {INT_MIN, INT_MAX, {0, 1, 128, 254, 255}, {0, 1, 128, 254, 255}},
     };
     for (auto& c : cases) {
-        // Repeated past two vector widths, so that whole vectors and the tail see every row.
-        Bytes8 in, expected;
-        for (int k = 0; k < 7; ++k) {
-            in.insert(in.end(), c.in.begin(), c.in.end());
-            expected.insert(expected.end(), c.out.begin(), c.out.end());
-        }
+        Bytes8 in = Repeated(c.in), expected = Repeated(c.out);
         Bytes8 out(in.size());
         ASSERT_TRUE(CDipEnhancement::ApplyStretching(in.data(), out.data(), 8, 8,
                                                      static_cast<int>(in.size()), 1, c.lo, c.hi));
@@ -57,11 +61,7 @@ TEST(Stretching, SixteenBitMaximaAndColourCoverage) {
         {12, INT_MIN, INT_MAX, {0, 1, 2, 65535}, {0, 61441, 57346, 4095}},
     };
     for (auto& c : cases) {
-        Words in, expected;
-        for (int k = 0; k < 5; ++k) {
-            in.insert(in.end(), c.in.begin(), c.in.end());
-            expected.insert(expected.end(), c.out.begin(), c.out.end());
-        }
+        Words in = Repeated(c.in), expected = Repeated(c.out);
         Words out(in.size());
         ASSERT_TRUE(CDipEnhancement::ApplyStretching(Bytes(in), Bytes(out), 16, c.bits,
                                                      static_cast<int>(in.size()), 1, c.lo, c.hi));
