@@ -36,12 +36,13 @@ struct LineSearchDepth {
 // fetch of an erosion stays inside the words.
 class BitPlane {
 public:
-    // Null planes when the scratch is refused.
+    // Null planes when there is no sample or the scratch is refused.
     BitPlane(long long nCount, long long nMargin)
         : m_nCount(nCount),
           m_nPad(nMargin / 64 + 2),
           m_nWords((nCount + 63) / 64 + 2 * m_nPad),
-          m_p(NewScratch<std::uint64_t>(static_cast<std::size_t>(m_nWords))) {
+          m_p(nCount > 0 ? NewScratch<std::uint64_t>(static_cast<std::size_t>(m_nWords))
+                         : nullptr) {
         if (m_p) std::fill(m_p.get(), m_p.get() + m_nWords, std::uint64_t{0});
     }
     explicit operator bool() const { return m_p != nullptr; }
@@ -84,9 +85,9 @@ public:
           m_nCount(static_cast<long long>(nWidth) * nHeight),
           m_nMax(nMax),
           m_bUsable(nWidth >= 3 && nHeight >= 3 && m_nCount <= INT_MAX),
-          m_a(m_bUsable ? m_nCount : 0, nWidth + 1),
-          m_b(m_bUsable ? m_nCount : 0, nWidth + 1),
-          m_inner(m_bUsable ? m_nCount : 0, nWidth + 1) {
+          m_a(m_bUsable ? m_nCount : 0, m_bUsable ? nWidth + 1LL : 0),
+          m_b(m_bUsable ? m_nCount : 0, m_bUsable ? nWidth + 1LL : 0),
+          m_inner(m_bUsable ? m_nCount : 0, m_bUsable ? nWidth + 1LL : 0) {
         m_bUsable = m_bUsable && m_a && m_b && m_inner;
         if (!m_bUsable) return;
         const long long W = nWidth, n = m_nCount;
