@@ -1,5 +1,4 @@
-// Running the external tools that judge what the report writers wrote (the
-// DICOM validator, the SR dumper, a headless browser).
+// Running the DICOM validator on what the report writers wrote.
 #ifndef ZETDIP_TESTS_HOST_REPORT_COMMAND_H
 #define ZETDIP_TESTS_HOST_REPORT_COMMAND_H
 
@@ -36,27 +35,6 @@ inline std::vector<std::string> ValidatorErrors(const std::string& path) {
     for (std::string line; std::getline(in, line);)
         if (line.rfind("Error", 0) == 0) errors.push_back(line);
     return errors;
-}
-
-// Headless chromium with a fresh profile: its log, where the page's console
-// messages appear, and what it printed (the DOM for --dump-dom).
-inline std::string Browser(const std::string& profile, const std::string& args) {
-    return CommandOutput(
-        "chromium --headless --no-sandbox --disable-gpu --disable-quic --no-first-run "
-        "--disable-background-networking --disable-component-update --disable-sync "
-        "--enable-logging=stderr --v=0 --user-data-dir='" +
-        profile + "' " + args);
-}
-
-// Lines in which the page's scripts complained.
-inline std::vector<std::string> ConsoleLines(const std::string& log) {
-    std::vector<std::string> lines;
-    std::istringstream in(log);
-    for (std::string line; std::getline(in, line);)
-        if (line.find(":CONSOLE") != std::string::npos ||
-            line.find("Uncaught") != std::string::npos)
-            lines.push_back(line);
-    return lines;
 }
 
 }  // namespace zetdip::test
