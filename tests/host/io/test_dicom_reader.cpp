@@ -105,9 +105,8 @@ TEST(DicomGreyLevels, every_layout_and_lossless_syntax_reads_back_the_library_fo
             syntaxes.insert(syntaxes.end(),
                             {"1.2.840.10008.1.2.2", kJpegLossless, kJpegLs, kJpeg2000, kRle});
         for (const char* ts : syntaxes) {
-            SCOPED_TRACE(::testing::Message() << l.nBitsStored << " bits, high " << l.nHighBit
-                                              << (l.bSigned ? ", signed" : "")
-                                              << (l.bMonochrome1 ? ", M1, " : ", ") << ts);
+            SCOPED_TRACE(::testing::Message() << l.nBitsStored << "/" << l.nHighBit << "/"
+                                              << l.bSigned << l.bMonochrome1 << " " << ts);
             const DicomFixture f = Store(values, l, ts);
             const Image image = WriteAndRead(dir.Path("f.dcm"), f);
             EXPECT_EQ(image.format, "DICOM");
@@ -125,12 +124,9 @@ TEST(DicomGreyLevels, hand_worked_signed_inverted_shifted_rescaled_and_8bit_samp
         change(f);
         return f;
     };
-    auto rescaled = [&](const char* slope, const char* intercept) {
-        return edit(Plain({0, 50, 100, 3000, 3, 4095}, 3, 2), [&](DicomFixture& f) {
-            f.attributes.emplace_back("RescaleSlope", slope);
-            f.attributes.emplace_back("RescaleIntercept", intercept);
-        });
-    };
+    DicomFixture rescaled = Plain({0, 50, 100, 3000, 3, 4095}, 3, 2);
+    rescaled.attributes.insert(rescaled.attributes.end(),
+                               {{"RescaleSlope", "2"}, {"RescaleIntercept", "-100"}});
     DicomFixture m1 = Plain({}, 4, 1);
     m1.nBitsAllocated = m1.nBitsStored = 8, m1.nHighBit = 7;
     m1.photometric = "MONOCHROME1";
@@ -139,28 +135,22 @@ TEST(DicomGreyLevels, hand_worked_signed_inverted_shifted_rescaled_and_8bit_samp
         const char* what;
         DicomFixture f;
         std::vector<unsigned> expected;  // words, or bytes of an 8-bit image
-        const char* note;                // words of a note; "": no note at all
     } kCases[] = {
         // 12 bits signed: -1, -2048 and 2047 become 2047, 0 and 4095.
         {"signed",
          edit(Plain({0xFFFF, 0xF800, 0x07FF, 0}, 2, 2),
               [](DicomFixture& f) { f.nPixelRepresentation = 1; }),
-         {2047, 0, 4095, 2048},
-         "signed samples offset by 2048"},
+         {2047, 0, 4095, 2048}},
         // (w >> 2), then 16383 - v: the two low bits are not the sample's.
         {"14 bits at high bit 15, MONOCHROME1",
          edit(Plain({0x0003, 0xFFFC, 0x8001, 0x0010}, 2, 2),
               [](DicomFixture& f) {
                   f.nBitsStored = 14, f.nHighBit = 15, f.photometric = "MONOCHROME1";
               }),
-         {16383, 0, 16383 - 0x2000, 16383 - 4},
-         "moved to the bottom"},
-        {"overlay bits cleared", Plain({0xF123, 0x1FFF}, 2, 1), {0x123, 0xFFF}, ""},
-        {"2x - 100, clamped",
-         rescaled("2", "-100"),
-         {0, 0, 100, 4095, 0, 4095},
-         "; 4 samples clamped to 0..4095"},
-        {"8 bits, MONOCHROME1", m1, {255, 245, 0, 127}, "MONOCHROME1 inverted (255 - v)"},
+         {16383, 0, 16383 - 0x2000, 16383 - 4}},
+        {"overlay bits cleared", Plain({0xF123, 0x1FFF}, 2, 1), {0x123, 0xFFF}},
+        {"2x - 100, clamped", rescaled, {0, 0, 100, 4095, 0, 4095}},
+        {"8 bits, MONOCHROME1", m1, {255, 245, 0, 127}},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
@@ -170,12 +160,6 @@ TEST(DicomGreyLevels, hand_worked_signed_inverted_shifted_rescaled_and_8bit_samp
                            : std::vector<unsigned>(image.words.begin(), image.words.end());
         EXPECT_EQ(got, c.expected);
         EXPECT_EQ(image.Is8Bit(), c.f.nBitsStored == 8);
-        std::string notes;
-        for (const std::string& note : image.notes) notes += note + "\n";
-        if (*c.note == '\0')
-            EXPECT_EQ(notes, "");
-        else
-            EXPECT_NE(notes.find(c.note), std::string::npos) << notes;
     }
 }
 
@@ -207,9 +191,6 @@ TEST(DicomFacts, pixel_size_in_order_of_preference_and_the_override) {
     const Image overridden = ReadImage(path, o);
     EXPECT_EQ(overridden.rowSpacing->value, 0.07);
     EXPECT_EQ(overridden.rowSpacing->source, "--pixel-size");
-    // An unusable value is passed over.
-    f.attributes = {{"ImagerPixelSpacing", "0\\0"}, {"PixelSpacing", "0.15\\0.15"}};
-    EXPECT_EQ(WriteAndRead(path, f).rowSpacing->source, "PixelSpacing");
 }
 
 TEST(DicomFacts, side_view_orientation_intent_and_the_image_writer_round_trip) {
@@ -224,9 +205,6 @@ TEST(DicomFacts, side_view_orientation_intent_and_the_image_writer_round_trip) {
     f.viewCodeValue = "R-10242";
     f.viewCodeMeaning = "cranio-caudal";
     EXPECT_EQ(Facts(WriteAndRead(path, f)), "R ImageLaterality, MLO ViewPosition, PL, processing");
-    // Without the preferred elements: Laterality, then the view code.
-    f.attributes = {{"ImagerPixelSpacing", "0.1"}, {"Laterality", "L"}};
-    EXPECT_EQ(Facts(WriteAndRead(path, f)), "L Laterality, CC ViewCodeSequence, , presentation");
 
     // An Image written by the program's writer reads back with its facts.
     Image small = Small();
@@ -300,9 +278,8 @@ TEST(DicomRefusals, each_names_the_file_and_the_cause) {
     EXPECT_EQ(WriteAndRead(dir.Path("rg.dcm"), f).words, f.words);
 }
 
-// Cut short, or with more rows in the header than in the pixel data: an
-// Error, never a stop or a half-read image.
-TEST(DicomRefusals, truncated_and_patched_files_end_in_an_error) {
+// Cut short: an Error, never a stop or a half-read image.
+TEST(DicomRefusals, truncated_files_end_in_an_error) {
     TempDir dir;
     for (const char* ts : {kExplicitLittle, kJpeg2000}) {
         SCOPED_TRACE(ts);
@@ -311,13 +288,6 @@ TEST(DicomRefusals, truncated_and_patched_files_end_in_an_error) {
         for (std::size_t n : {std::size_t{600}, whole.size() / 2, whole.size() - 40})
             EXPECT_THROW(ReadImage(dir.Write("cut.dcm", whole.substr(0, n)), ReadOptions{}), Error)
                 << "cut at " << n;
-        // Rows (0028,0010 US, explicit VR) rewritten from 90 to 91.
-        const std::string rowsTag("\x28\x00\x10\x00US\x02\x00\x5a\x00", 10);
-        const std::size_t at = whole.find(rowsTag);
-        ASSERT_NE(at, std::string::npos);
-        std::string patched = whole;
-        patched[at + 8] = 91;
-        EXPECT_THROW(ReadImage(dir.Write("patched.dcm", patched), ReadOptions{}), Error);
     }
 }
 

@@ -80,8 +80,6 @@ std::string MakeTiff(const TempDir& dir, const TiffSpec& t) {
     TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, t.nSamples);
     TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, t.nPhotometric);
     TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-    const std::uint16_t alpha[] = {EXTRASAMPLE_UNASSALPHA};
-    if (t.nSamples == 2) TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, 1, alpha);
     const int nTile = t.bTiled ? 16 : 0, nPixel = t.nSamples * t.nBits / 8;
     // Pixels (x, y) .. (x + w - 1, y + h - 1), zero outside the image.
     auto block = [&](int x0, int y0, int w, int h) {
@@ -162,13 +160,9 @@ TEST(ImageFiles, each_refusal_names_the_file_and_the_cause) {
     TempDir dir;
     const auto rgb = RandomImage<unsigned char>(12, 2, 0, 255, 1);
     WritePngRgb8(dir.Path("rgb.png"), rgb.data(), 4, 2);
-    WritePngGrey8(dir.Path("grey.png"), rgb.data(), 4, 2);
     const std::vector<unsigned short> w12 = {4095, 0, 1, 2};
     WritePngGrey16(dir.Path("g12.png"), w12.data(), 2, 2);
-    dir.Write("rgb.tif",
-              MakeTiff(dir, {2, 2, 8, 3, 2, false, false, std::vector<unsigned>(12, 9)}));
     dir.Write("r.raw", std::string(12, '\x01'));
-    dir.Write("empty.pgm", "");
     dir.Write("notes.txt", "just some text, not an image");
     dir.Write("a.pgm", "P5 1 1 255\n\x05");
     const struct {
@@ -177,19 +171,14 @@ TEST(ImageFiles, each_refusal_names_the_file_and_the_cause) {
         std::string cause;
     } kCases[] = {
         {"rgb.png", With(), "colour or alpha PNG (RGB)"},
-        {"grey.png", With(0.1, 12), "8-bit file"},
         {"g12.png", With(0.1, 11), "sample value 4095 exceeds 11 bits"},
-        {"rgb.tif", With(), "colour or alpha TIFF (3 samples"},
         {"r.raw", With(0.1, {}, 2, 2), "file size 12 bytes does not match 2 x 2"},
         {"r.raw", With(0.1, {}, 1 << 20), "both its width and its height"},
         {"missing.png", With(), "No such file"},
-        {"empty.pgm", With(), "empty file"},
         {"", With(), "is a directory"},
         {"notes.txt", With(), "unknown file format"},
         {"a.pgm", ReadOptions{}, "no pixel size in the file; pass --pixel-size"},
-        {"a.pgm", With(0.0), "--pixel-size must be"},
         {"P5\n4 4\n255\n" + std::string(15, 'x'), With(), "truncated"},
-        {"P5\nfour 4\n255\n", With(), "expected the width"},
         {"P5 100000 100000 255\n", With(), "exceeds 268435456 pixels"},
         {"P5 2 1 70000\nabcd", With(), "outside 1..65535"},
         {std::string("P5 2 1 1000\n\x03\xe9\x00\x00", 16), With(),
