@@ -1,6 +1,5 @@
-// The candidate step: pure noise in units of its own noise, one blob per
-// spot at its centre whatever the pixel size, nothing on lines, edges or
-// outside the mask.
+// The candidate step: one blob per spot at its centre whatever the pixel
+// size, few on noise, nothing on lines, edges or outside the mask.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -34,18 +33,8 @@ void AddSpot(std::vector<unsigned short>& image, int W, double cx, double cy, do
         }
 }
 
-TEST(CandidateResponse, PureNoiseIsInUnitsOfItsOwnNoise) {
-    for (double dSigma : {3.0, 40.0}) {
-        const auto image = Noise(400, 300, 2000.0, dSigma, 5);
-        const auto r = ComputeCandidateResponse(image.data(), nullptr, 400, 300, 0.1);
-        EXPECT_NEAR(RobustNoise(r.z.data(), r.area.data(), r.z.size()), 1.0, 0.05) << dSigma;
-        EXPECT_LT(SelectCandidates(r, 5.0, 12).counts.nCandidates, 5) << dSigma;
-    }
-}
-
 // Spots of 0.3 mm rising 15 noise sigmas, at three pixel sizes: one
-// candidate at each, a square blob of the blob side at the maximum value,
-// none else within 3 mm, few noise peaks elsewhere.
+// candidate at each, none else within 3 mm, few noise peaks elsewhere.
 TEST(SelectCandidates, OneBlobPerSpotAtEveryPixelSize) {
     for (double px : {0.05, 0.1, 0.2}) {
         const int W = static_cast<int>(60.0 / px), H = static_cast<int>(40.0 / px);
@@ -71,13 +60,6 @@ TEST(SelectCandidates, OneBlobPerSpotAtEveryPixelSize) {
         }
         EXPECT_EQ(static_cast<int>(c.candidates.size()) - nElsewhere, 6) << px;
         EXPECT_LE(nElsewhere, 5) << px;
-        const int s = CandidateBlobSide(px);
-        long long nSet = 0;
-        for (unsigned short v : c.binary) {
-            EXPECT_TRUE(v == 0 || v == 4095);
-            nSet += v != 0;
-        }
-        EXPECT_EQ(nSet, static_cast<long long>(c.candidates.size()) * s * s) << px;
     }
 }
 
@@ -103,10 +85,6 @@ TEST(SelectCandidates, NoneOnLinesEdgesOrOutsideTheMask) {
     c = SelectCandidates(r, kDefaultCandidateThreshold, 12);
     ASSERT_EQ(c.candidates.size(), 1u);
     EXPECT_EQ(c.candidates[0].x, 80);
-    for (std::size_t i = 0; i < mask.size(); ++i)
-        if (!mask[i]) {
-            ASSERT_EQ(c.binary[i], 0) << i;
-        }
 }
 
 }  // namespace
