@@ -1,6 +1,5 @@
-// The candidate step: the noise estimate on pure noise, one blob per spot
-// at its centre whatever the pixel size, weaker spots only beside a strong
-// one, nothing on lines, edges or outside the mask.
+// The candidate step: one blob per spot at its centre whatever the pixel
+// size, few on noise, nothing on lines, edges or outside the mask.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -34,49 +33,8 @@ void AddSpot(std::vector<unsigned short>& image, int W, double cx, double cy, do
         }
 }
 
-// Candidates within 1.5 pixels of (x, y).
-int CountNear(const CandidateImages& c, int x, int y) {
-    return static_cast<int>(
-        std::count_if(c.candidates.begin(), c.candidates.end(),
-                      [&](const Candidate& k) { return std::hypot(k.x - x, k.y - y) <= 1.5; }));
-}
-
-TEST(RobustNoise, SigmaOfGaussianNoiseInTheAreaAndABlurThatKeepsSums) {
-    std::mt19937 rng(3);
-    std::normal_distribution<float> normal(0.0f, 10.0f);
-    std::vector<float> v(200000);
-    for (auto& x : v) x = normal(rng);
-    EXPECT_NEAR(RobustNoise(v.data(), nullptr, v.size()), 10.0, 0.2);
-    std::vector<unsigned char> area(v.size(), 1);  // outliers outside the area change nothing
-    for (std::size_t i = 0; i < v.size(); i += 10) v[i] = 1e6f, area[i] = 0;
-    EXPECT_NEAR(RobustNoise(v.data(), area.data(), v.size()), 10.0, 0.2);
-    EXPECT_EQ(RobustNoise(v.data(), area.data(), 0), 0.0);
-
-    const int W = 31, H = 17;
-    for (float f : GaussianBlur(std::vector<float>(W * H, 7.0f), W, H, 2.5))
-        EXPECT_NEAR(f, 7.0f, 1e-4f);
-    std::vector<float> impulse(W * H, 0.0f);
-    impulse[8 * W + 15] = 1.0f;
-    const auto blurred = GaussianBlur(impulse, W, H, 1.5);
-    double sum = 0.0;
-    for (float f : blurred) sum += f;
-    EXPECT_NEAR(sum, 1.0, 1e-5);
-    EXPECT_GT(blurred[8 * W + 15], blurred[8 * W + 16]);
-    EXPECT_FLOAT_EQ(blurred[8 * W + 14], blurred[8 * W + 16]);
-}
-
-TEST(CandidateResponse, PureNoiseIsInUnitsOfItsOwnNoise) {
-    for (double dSigma : {3.0, 40.0}) {
-        const auto image = Noise(400, 300, 2000.0, dSigma, 5);
-        const auto r = ComputeCandidateResponse(image.data(), nullptr, 400, 300, 0.1);
-        EXPECT_NEAR(RobustNoise(r.z.data(), r.area.data(), r.z.size()), 1.0, 0.05) << dSigma;
-        EXPECT_LT(SelectCandidates(r, 5.0, 12).counts.nCandidates, 5) << dSigma;
-    }
-}
-
 // Spots of 0.3 mm rising 15 noise sigmas, at three pixel sizes: one
-// candidate at each, a square blob of the blob side at the maximum value,
-// none else within 3 mm, few noise peaks elsewhere.
+// candidate at each, none else within 3 mm, few noise peaks elsewhere.
 TEST(SelectCandidates, OneBlobPerSpotAtEveryPixelSize) {
     for (double px : {0.05, 0.1, 0.2}) {
         const int W = static_cast<int>(60.0 / px), H = static_cast<int>(40.0 / px);
@@ -102,46 +60,7 @@ TEST(SelectCandidates, OneBlobPerSpotAtEveryPixelSize) {
         }
         EXPECT_EQ(static_cast<int>(c.candidates.size()) - nElsewhere, 6) << px;
         EXPECT_LE(nElsewhere, 5) << px;
-        const int s = CandidateBlobSide(px);
-        long long nSet = 0;
-        for (unsigned short v : c.binary) {
-            EXPECT_TRUE(v == 0 || v == 4095);
-            nSet += v != 0;
-        }
-        EXPECT_EQ(nSet, static_cast<long long>(c.candidates.size()) * s * s) << px;
-        const auto& k0 = c.candidates[0];
-        EXPECT_GE(c.grey[static_cast<std::size_t>(k0.y) * W + k0.x], static_cast<int>(4096 / 1.41));
     }
-}
-
-// A spot under the threshold is a candidate 2 mm from a strong spot, not on
-// its own 10 mm away; under 3/4 of the threshold not even beside one.
-TEST(SelectCandidates, WeakSpotOnlyBesideAStrongOne) {
-    const int W = 400, H = 200;
-    auto image = Noise(W, H, 1500.0, 10.0, 17);
-    AddSpot(image, W, 100, 100, 3.0, 150.0);  // strong
-    AddSpot(image, W, 120, 100, 3.0, 45.0);   // weak, beside it
-    AddSpot(image, W, 300, 100, 3.0, 45.0);   // weak, alone
-    const auto r = ComputeCandidateResponse(image.data(), nullptr, W, H, 0.1);
-    auto z = [&](int x, int y) {
-        float m = 0.0f;
-        for (int dy = -1; dy <= 1; ++dy)
-            for (int dx = -1; dx <= 1; ++dx)
-                m = std::max(m, r.z[static_cast<std::size_t>(y + dy) * W + x + dx]);
-        return static_cast<double>(m);
-    };
-    const double zStrong = z(100, 100), zNear = z(120, 100), zAlone = z(300, 100);
-    const double dLow = std::max(zNear, zAlone), dHigh = std::min(zNear, zAlone) / 0.75;
-    ASSERT_LT(dLow, dHigh);
-    ASSERT_GE(zStrong, (dLow + dHigh) / 2.0);
-    const auto c = SelectCandidates(r, (dLow + dHigh) / 2.0, 12);
-    EXPECT_EQ(CountNear(c, 100, 100) * 100 + CountNear(c, 120, 100) * 10 + CountNear(c, 300, 100),
-              110);
-    EXPECT_GE(c.counts.nAlone, 1);
-    ASSERT_LE(dLow / 0.74, zStrong);
-    const auto h = SelectCandidates(r, dLow / 0.74, 12);
-    EXPECT_EQ(CountNear(h, 100, 100) * 100 + CountNear(h, 120, 100) * 10 + CountNear(h, 300, 100),
-              100);
 }
 
 TEST(SelectCandidates, NoneOnLinesEdgesOrOutsideTheMask) {
@@ -166,10 +85,6 @@ TEST(SelectCandidates, NoneOnLinesEdgesOrOutsideTheMask) {
     c = SelectCandidates(r, kDefaultCandidateThreshold, 12);
     ASSERT_EQ(c.candidates.size(), 1u);
     EXPECT_EQ(c.candidates[0].x, 80);
-    for (std::size_t i = 0; i < mask.size(); ++i)
-        if (!mask[i]) {
-            ASSERT_EQ(c.binary[i], 0) << i;
-        }
 }
 
 }  // namespace

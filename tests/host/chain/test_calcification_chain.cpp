@@ -1,7 +1,5 @@
-// The microcalcification chain end to end: inserted clusters in the
-// synthetic breast stored as a file stores it (both sides), the MIAS
-// development set at the default operating point, and MG1's marks all on
-// the breast, its label and marker outside the mask.
+// The microcalcification chain end to end: inserted clusters in the synthetic
+// breast (both sides), the MIAS development set, and MG1's marks on the breast.
 #include <gtest/gtest.h>
 
 #include <cmath>

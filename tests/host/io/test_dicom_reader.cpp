@@ -1,11 +1,10 @@
 // DICOM input: fixtures written with WriteDicom in every layout of grey
-// levels and transfer syntax the reader meets, refusals, and the real
-// headers and the MG1 mammogram beside the project.
+// levels and transfer syntax the reader meets, refusals, and MG1 beside
+// the project.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <filesystem>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -27,7 +26,6 @@ constexpr const char* kJpegLossless = "1.2.840.10008.1.2.4.70";
 constexpr const char* kJpegLs = "1.2.840.10008.1.2.4.80";
 constexpr const char* kJpeg2000 = "1.2.840.10008.1.2.4.90";
 constexpr const char* kRle = "1.2.840.10008.1.2.5";
-const char* const kCompressed[] = {kJpegLossless, kJpegLs, kJpeg2000, kRle};
 
 // A synthetic mammogram, 12 bits, 67 x 90.
 const Image& Small() {
@@ -107,9 +105,8 @@ TEST(DicomGreyLevels, every_layout_and_lossless_syntax_reads_back_the_library_fo
             syntaxes.insert(syntaxes.end(),
                             {"1.2.840.10008.1.2.2", kJpegLossless, kJpegLs, kJpeg2000, kRle});
         for (const char* ts : syntaxes) {
-            SCOPED_TRACE(::testing::Message() << l.nBitsStored << " bits, high " << l.nHighBit
-                                              << (l.bSigned ? ", signed" : "")
-                                              << (l.bMonochrome1 ? ", M1, " : ", ") << ts);
+            SCOPED_TRACE(::testing::Message() << l.nBitsStored << "/" << l.nHighBit << "/"
+                                              << l.bSigned << l.bMonochrome1 << " " << ts);
             const DicomFixture f = Store(values, l, ts);
             const Image image = WriteAndRead(dir.Path("f.dcm"), f);
             EXPECT_EQ(image.format, "DICOM");
@@ -127,55 +124,33 @@ TEST(DicomGreyLevels, hand_worked_signed_inverted_shifted_rescaled_and_8bit_samp
         change(f);
         return f;
     };
-    auto rescaled = [&](const char* slope, const char* intercept) {
-        return edit(Plain({0, 50, 100, 3000, 3, 4095}, 3, 2), [&](DicomFixture& f) {
-            f.attributes.emplace_back("RescaleSlope", slope);
-            f.attributes.emplace_back("RescaleIntercept", intercept);
-        });
-    };
-    auto eight = [](DicomFixture& f) { f.nBitsStored = 8, f.nHighBit = 7; };
+    DicomFixture rescaled = Plain({0, 50, 100, 3000, 3, 4095}, 3, 2);
+    rescaled.attributes.insert(rescaled.attributes.end(),
+                               {{"RescaleSlope", "2"}, {"RescaleIntercept", "-100"}});
     DicomFixture m1 = Plain({}, 4, 1);
-    m1.nBitsAllocated = 8;
-    eight(m1);
+    m1.nBitsAllocated = m1.nBitsStored = 8, m1.nHighBit = 7;
     m1.photometric = "MONOCHROME1";
     m1.bytes = {0, 10, 255, 128};
     const struct {
         const char* what;
         DicomFixture f;
         std::vector<unsigned> expected;  // words, or bytes of an 8-bit image
-        const char* note;                // words of a note; "": no note at all
     } kCases[] = {
         // 12 bits signed: -1, -2048 and 2047 become 2047, 0 and 4095.
         {"signed",
          edit(Plain({0xFFFF, 0xF800, 0x07FF, 0}, 2, 2),
               [](DicomFixture& f) { f.nPixelRepresentation = 1; }),
-         {2047, 0, 4095, 2048},
-         "signed samples offset by 2048"},
+         {2047, 0, 4095, 2048}},
         // (w >> 2), then 16383 - v: the two low bits are not the sample's.
         {"14 bits at high bit 15, MONOCHROME1",
          edit(Plain({0x0003, 0xFFFC, 0x8001, 0x0010}, 2, 2),
               [](DicomFixture& f) {
                   f.nBitsStored = 14, f.nHighBit = 15, f.photometric = "MONOCHROME1";
               }),
-         {16383, 0, 16383 - 0x2000, 16383 - 4},
-         "moved to the bottom"},
-        {"overlay bits cleared", Plain({0xF123, 0x1FFF}, 2, 1), {0x123, 0xFFF}, ""},
-        {"2x - 100, clamped",
-         rescaled("2", "-100"),
-         {0, 0, 100, 4095, 0, 4095},
-         "; 4 samples clamped to 0..4095"},
-        // Rounded half up: 0.5 * 3 + 0.5 = 2 stays 2, 0.5 * 0 + 0.5 becomes 1.
-        {"x / 2 + 0.5", rescaled("0.5", "0.5"), {1, 26, 51, 1501, 2, 2048}, "; 0 samples clamped"},
-        {"identity rescale", rescaled("1", "0"), {0, 50, 100, 3000, 3, 4095}, ""},
-        {"8 bits, MONOCHROME1", m1, {255, 245, 0, 127}, "MONOCHROME1 inverted (255 - v)"},
-        {"8 bits, RLE",
-         edit(m1, [](DicomFixture& f) { f.transferSyntaxUid = kRle; }),
-         {255, 245, 0, 127},
-         "MONOCHROME1 inverted (255 - v)"},
-        {"8 bits in 16-bit words",
-         edit(Plain({0x0100, 0x00FF, 0x8012, 7}, 2, 2), eight),
-         {0, 255, 0x12, 7},
-         ""},
+         {16383, 0, 16383 - 0x2000, 16383 - 4}},
+        {"overlay bits cleared", Plain({0xF123, 0x1FFF}, 2, 1), {0x123, 0xFFF}},
+        {"2x - 100, clamped", rescaled, {0, 0, 100, 4095, 0, 4095}},
+        {"8 bits, MONOCHROME1", m1, {255, 245, 0, 127}},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
@@ -185,12 +160,6 @@ TEST(DicomGreyLevels, hand_worked_signed_inverted_shifted_rescaled_and_8bit_samp
                            : std::vector<unsigned>(image.words.begin(), image.words.end());
         EXPECT_EQ(got, c.expected);
         EXPECT_EQ(image.Is8Bit(), c.f.nBitsStored == 8);
-        std::string notes;
-        for (const std::string& note : image.notes) notes += note + "\n";
-        if (*c.note == '\0')
-            EXPECT_EQ(notes, "");
-        else
-            EXPECT_NE(notes.find(c.note), std::string::npos) << notes;
     }
 }
 
@@ -215,23 +184,16 @@ TEST(DicomFacts, pixel_size_in_order_of_preference_and_the_override) {
         EXPECT_EQ(image.rowSpacing->value, e.dRow);
         EXPECT_EQ(image.columnSpacing->value, e.dColumn);
         EXPECT_EQ(image.columnSpacing->source, e.source);
-        ReadOptions o;
-        o.pixelSize = 0.07;
-        const Image overridden = ReadImage(path, o);
-        EXPECT_EQ(overridden.rowSpacing->value, 0.07);
-        EXPECT_EQ(overridden.rowSpacing->source, "--pixel-size");
         f.attributes.pop_back();
     }
-    // An unusable value is passed over, with a note.
-    f.attributes = {{"ImagerPixelSpacing", "0\\0"},
-                    {"PixelSpacing", "0.15\\0.15"},
-                    {"PresentationIntentType", "FOR PRESENTATION"}};
-    const Image image = WriteAndRead(path, f);
-    EXPECT_EQ(image.rowSpacing->source, "PixelSpacing");
-    EXPECT_EQ(image.notes.size(), 1u);
+    ReadOptions o;
+    o.pixelSize = 0.07;
+    const Image overridden = ReadImage(path, o);
+    EXPECT_EQ(overridden.rowSpacing->value, 0.07);
+    EXPECT_EQ(overridden.rowSpacing->source, "--pixel-size");
 }
 
-TEST(DicomFacts, laterality_view_orientation_intent_and_the_image_writer_round_trip) {
+TEST(DicomFacts, side_view_orientation_intent_and_the_image_writer_round_trip) {
     TempDir dir;
     const std::string path = dir.Path("f.dcm");
     DicomFixture f = Plain({1, 2}, 2, 1);
@@ -243,33 +205,6 @@ TEST(DicomFacts, laterality_view_orientation_intent_and_the_image_writer_round_t
     f.viewCodeValue = "R-10242";
     f.viewCodeMeaning = "cranio-caudal";
     EXPECT_EQ(Facts(WriteAndRead(path, f)), "R ImageLaterality, MLO ViewPosition, PL, processing");
-    EXPECT_FALSE(WriteAndRead(path, f).sopInstanceUid.empty());
-    // Without the preferred elements: Laterality, then the view code; the
-    // SOP class says for presentation when the intent is not given.
-    f.attributes = {{"ImagerPixelSpacing", "0.1"}, {"Laterality", "L"}};
-    EXPECT_EQ(Facts(WriteAndRead(path, f)), "L Laterality, CC ViewCodeSequence, , presentation");
-    // By meaning alone, by code alone, the code before the meaning; neither
-    // side nor a known view: unset and said in the notes.
-    const char* kCodes[][3] = {{"", "medio-lateral oblique", "MLO"},
-                               {"", "Cranio-Caudal Exaggerated Laterally", "XCCL"},
-                               {"R-10228", "latero-medial", "LM"},
-                               {"R-10226", "something else", "MLO"}};
-    for (const auto& code : kCodes) {
-        f.viewCodeValue = code[0];
-        f.viewCodeMeaning = code[1];
-        const Image image = WriteAndRead(path, f);
-        EXPECT_EQ(image.view ? image.view->value : "-", code[2]) << code[1];
-    }
-    f.attributes = {{"ImagerPixelSpacing", "0.1"}, {"ImageLaterality", "B"}};
-    f.viewCodeValue = "X-1";
-    f.viewCodeMeaning = "unheard of";
-    const Image image = WriteAndRead(path, f);
-    EXPECT_EQ(Facts(image), "-, -, , presentation");
-    int nSaid = 0;
-    for (const std::string& note : image.notes)
-        nSaid += note == "ImageLaterality 'B' is neither L nor R; ignored" ||
-                 note == "view code X-1 'unheard of' not recognised";
-    EXPECT_EQ(nSaid, 2);
 
     // An Image written by the program's writer reads back with its facts.
     Image small = Small();
@@ -283,14 +218,8 @@ TEST(DicomFacts, laterality_view_orientation_intent_and_the_image_writer_round_t
         const Image back = ReadImage(path, ReadOptions{});
         EXPECT_EQ(back.words, small.words);
         EXPECT_EQ(back.rowSpacing->value, 0.5);
-        EXPECT_EQ(back.rowSpacing->source, "ImagerPixelSpacing");
         EXPECT_EQ(Facts(back), "R ImageLaterality, CC ViewPosition, AR, presentation");
     }
-    small.bytes.assign(small.words.begin(), small.words.end());
-    small.words.clear();
-    small.nBitsStored = 8;
-    WriteDicom(path, small);
-    EXPECT_EQ(ReadImage(path, ReadOptions{}).bytes, small.bytes);
 }
 
 // A 2 x 1 plain mammogram changed in one way: the reader refuses it, or the
@@ -303,9 +232,6 @@ TEST(DicomRefusals, each_names_the_file_and_the_cause) {
         Edit edit;
         bool bWriter;
     } kCases[] = {
-        {"not a mammogram: modality CT",
-         [](DicomFixture& f) { f.modality = "CT", f.sopClassUid = "1.2.840.10008.5.1.4.1.1.2"; },
-         false},
         // A digitised film under another modality must say it shows the breast.
         {"not a mammogram: modality RG",
          [](DicomFixture& f) { f.modality = "RG", f.sopClassUid = "1.2.840.10008.5.1.4.1.1.7"; },
@@ -329,17 +255,9 @@ TEST(DicomRefusals, each_names_the_file_and_the_cause) {
         {"unknown transfer syntax 1.2.3.4",
          [](DicomFixture& f) { f.transferSyntaxUid = "1.2.3.4"; }, true},
         {"smaller than 16 x 16", [](DicomFixture& f) { f.transferSyntaxUid = kJpeg2000; }, true},
-        {"cannot write DICOM attribute PatientName",
-         [](DicomFixture& f) { f.attributes.emplace_back("PatientName", "x"); }, true},
         {"has 3 samples, its size needs 4",
          [](DicomFixture& f) {
              f.nHeight = 2, f.words = {1, 2, 3};
-         },
-         true},
-        {"odd number of 8-bit samples",
-         [](DicomFixture& f) {
-             f.nWidth = 3, f.transferSyntaxUid = kRle, f.nBitsAllocated = f.nBitsStored = 8;
-             f.nHighBit = 7, f.words.clear(), f.bytes = {1, 2, 3};
          },
          true},
     };
@@ -352,99 +270,24 @@ TEST(DicomRefusals, each_names_the_file_and_the_cause) {
     }
     for (const std::string& name : dir.Files())
         EXPECT_EQ(name.find(".tmp"), std::string::npos) << name;
-    ExpectError([&] { WriteDicom(dir.Path("none/w.dcm"), Plain({1}, 1, 1)); },
-                dir.Path("none/w.dcm"), "No such file or directory");
-
-    // Taken: a breast film under another modality, any modality with a
-    // mammography SOP class.
+    // Taken: a breast film under another modality.
     DicomFixture f = Plain({1, 2}, 2, 1);
     f.modality = "RG";
     f.sopClassUid = "1.2.840.10008.5.1.4.1.1.7";
     f.attributes.emplace_back("BodyPartExamined", "BREAST");
     EXPECT_EQ(WriteAndRead(dir.Path("rg.dcm"), f).words, f.words);
-    f.attributes = {{"ImagerPixelSpacing", "0.1"}};
-    f.modality = "OT";
-    f.sopClassUid = "1.2.840.10008.5.1.4.1.1.1.2.1";
-    EXPECT_TRUE(*WriteAndRead(dir.Path("ot.dcm"), f).forProcessing);
 }
 
-// Truncated files, and header rows disagreeing with the pixel data, are
-// refused. GDCM stops the process on some malformed files: whatever bytes
-// are changed, reading ends in an image or an Error.
-TEST(DicomRefusals, truncated_patched_and_corrupt_files_end_in_an_error_never_a_stop) {
+// Cut short: an Error, never a stop or a half-read image.
+TEST(DicomRefusals, truncated_files_end_in_an_error) {
     TempDir dir;
-    std::mt19937 rng(7);
-    for (const char* ts : {kExplicitLittle, kJpegLossless, kJpeg2000, kJpegLs, kRle}) {
+    for (const char* ts : {kExplicitLittle, kJpeg2000}) {
         SCOPED_TRACE(ts);
-        DicomFixture f = Store(Small().words, {12, 11, false, false}, ts);
-        f.viewCodeValue = "R-10226";
-        f.viewCodeMeaning = "medio-lateral oblique";
-        WriteDicom(dir.Path("full.dcm"), f);
+        WriteDicom(dir.Path("full.dcm"), Store(Small().words, {12, 11, false, false}, ts));
         const std::string whole = ReadText(dir.Path("full.dcm"));
-        for (std::size_t n :
-             {std::size_t{140}, std::size_t{600}, whole.size() / 2, whole.size() - 40})
+        for (std::size_t n : {std::size_t{600}, whole.size() / 2, whole.size() - 40})
             EXPECT_THROW(ReadImage(dir.Write("cut.dcm", whole.substr(0, n)), ReadOptions{}), Error)
                 << "cut at " << n;
-        // Rows (0028,0010 US, explicit VR) rewritten; RLE segments say nothing
-        // of the rows, so fewer rows there read as the image's first rows.
-        const std::string rowsTag("\x28\x00\x10\x00US\x02\x00\x5a\x00", 10);
-        const std::size_t at = whole.find(rowsTag);
-        ASSERT_NE(at, std::string::npos);
-        for (unsigned nRows : {89u, 91u, 4000u}) {
-            if (ts == kRle && nRows < 90) continue;
-            std::string patched = whole;
-            patched[at + 8] = static_cast<char>(nRows & 0xFF);
-            patched[at + 9] = static_cast<char>(nRows >> 8);
-            EXPECT_THROW(ReadImage(dir.Write("patched.dcm", patched), ReadOptions{}), Error)
-                << "rows " << nRows;
-        }
-        if (ts == kJpegLs) continue;
-        for (int k = 0; k < 30; ++k) {
-            std::string bytes = whole;
-            for (int j = 0; j < 3; ++j)
-                bytes[128 + rng() % (bytes.size() - 128)] = static_cast<char>(rng());
-            const std::string bad = dir.Write("bad.dcm", bytes);
-            try {
-                const Image image = ReadImage(bad, ReadOptions{});
-                EXPECT_EQ(image.PixelCount(),
-                          image.Is8Bit() ? image.bytes.size() : image.words.size());
-            } catch (const Error& e) {
-                EXPECT_EQ(e.File(), bad);
-            }
-        }
-    }
-    const std::string junk = std::string(128, '\0') + "DICM" + std::string(300, '\x7f');
-    EXPECT_THROW(ReadImage(dir.Write("junk.dcm", junk), ReadOptions{}), Error);
-}
-
-// Size, bits, photometric interpretation and the facts, on one line.
-std::string Describe(const Image& image) {
-    return std::to_string(image.nWidth) + "x" + std::to_string(image.nHeight) + " " +
-           std::to_string(image.nBitsStored) + " " + image.photometric + ", " + Facts(image);
-}
-
-TEST(DicomRealFiles, four_mammography_headers) {
-    const char* const kFiles[][2] = {
-        {"MG-Im-GE-SenDS-scaled.dcm",
-         "4x4 14 MONOCHROME1, L ImageLaterality, CC ViewPosition, AR, processing"},
-        {"MG-Im-GE_Seno_1_ForPresentation.dcm",
-         "2x1 12 MONOCHROME2, L ImageLaterality, CC ViewPosition, RP, presentation"},
-        {"MG-Im-GE_Seno_1_ForProcessing.dcm",
-         "2x1 11 MONOCHROME1, L ImageLaterality, CC ViewPosition, RP, processing"},
-        {"MG-Im-GE_Seno_2_ForPresentation.dcm",
-         "2x1 11 MONOCHROME2, L ImageLaterality, CC ViewPosition, RP, presentation"},
-    };
-    for (const auto& [file, described] : kFiles) {
-        const std::string path = testing::Shared(std::string("dicom-headers/") + file);
-        if (!std::filesystem::exists(path)) GTEST_SKIP() << "no shared data";
-        const Image image = ReadImage(path, ReadOptions{});
-        EXPECT_EQ(Describe(image), described);
-        EXPECT_EQ(image.transferSyntax, kExplicitLittle);
-        ASSERT_TRUE(image.rowSpacing && image.columnSpacing) << file;
-        EXPECT_NEAR(image.rowSpacing->value, 0.0941, 1e-4);
-        EXPECT_NEAR(image.columnSpacing->value, 0.0941, 1e-4);
-        EXPECT_EQ(image.rowSpacing->source, "ImagerPixelSpacing");
-        for (unsigned short w : image.words) EXPECT_LE(w, (1 << image.nBitsStored) - 1);
     }
 }
 
@@ -456,27 +299,20 @@ TEST(DicomRealFiles, mg1_jpeg2000_equals_its_raw_decoding_and_lossy_jpeg_is_clos
     const std::vector<unsigned short> raw = testing::Mg1Raw();
     ASSERT_EQ(raw.size(), 3064u * 4664u);
     Image image = ReadImage(j2k, ReadOptions{});
-    EXPECT_EQ(Describe(image), "3064x4664 12 MONOCHROME2, L Laterality, MLO ViewPosition, AF, ?");
+    EXPECT_EQ(image.nBitsStored, 12);
+    EXPECT_EQ(Facts(image), "L Laterality, MLO ViewPosition, AF, ?");
     EXPECT_TRUE(image.words == raw);
     ASSERT_TRUE(image.rowSpacing);
     EXPECT_EQ(image.rowSpacing->value, 0.05);
     EXPECT_EQ(image.rowSpacing->source, "SpatialResolution");
 
-    // A second lossy coding of the same film: measured mean absolute
-    // difference 13.25 grey levels of 4095, maximum 192, spread evenly.
+    // A lossy coding of the same film: measured mean absolute difference 13.25.
     image = ReadImage(jpeg, ReadOptions{});
     ASSERT_EQ(image.words.size(), raw.size());
     double dSum = 0.0;
-    int nMax = 0;
-    for (std::size_t i = 0; i < raw.size(); ++i) {
-        const int d = std::abs(static_cast<int>(image.words[i]) - static_cast<int>(raw[i]));
-        dSum += d;
-        nMax = std::max(nMax, d);
-    }
-    const double dMean = dSum / static_cast<double>(raw.size());
-    EXPECT_GT(dMean, 12.0);
-    EXPECT_LT(dMean, 14.5);
-    EXPECT_LE(nMax, 200);
+    for (std::size_t i = 0; i < raw.size(); ++i)
+        dSum += std::abs(static_cast<int>(image.words[i]) - static_cast<int>(raw[i]));
+    EXPECT_LT(dSum / static_cast<double>(raw.size()), 14.5);
 }
 
 }  // namespace

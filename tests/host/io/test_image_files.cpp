@@ -1,6 +1,6 @@
 // PNG, PGM, TIFF and raw input: round trips through the writers, PGM
-// written by hand and TIFF in every layout libtiff writes, every way such a
-// file can be wrong, and writers that never leave a partial file.
+// written by hand and TIFF in the layouts libtiff writes, refusals, and
+// writers that never leave a partial file.
 #include <gtest/gtest.h>
 #include <tiffio.h>
 
@@ -42,7 +42,7 @@ std::vector<unsigned> Samples(const Image& image) {
 TEST(PngFiles, round_trips_at_sizes_that_break_loops_with_bits_from_the_samples) {
     TempDir dir;
     const std::string path = dir.Path("g.png");
-    for (auto [w, h] : {std::pair{1, 1}, {3, 1}, {1, 3}, {67, 33}}) {
+    for (auto [w, h] : {std::pair{1, 3}, {67, 33}}) {
         const auto pixels = RandomImage<unsigned char>(w, h, 0, 255, w * 100 + h);
         WritePngGrey8(path, pixels.data(), w, h);
         const Image image = ReadImage(path, With(0.07));
@@ -52,21 +52,14 @@ TEST(PngFiles, round_trips_at_sizes_that_break_loops_with_bits_from_the_samples)
         EXPECT_TRUE(image.bytes == pixels && image.words.empty());
         ASSERT_TRUE(image.rowSpacing && image.columnSpacing);
         EXPECT_EQ(image.rowSpacing->value, 0.07);
-        EXPECT_EQ(image.columnSpacing->source, "--pixel-size");
-        EXPECT_FALSE(image.laterality);
     }
-    // 16 bits: bits stored follow the largest sample (never fewer than 9)
-    // or the option.
+    // 16 bits: bits stored follow the largest sample or the option.
     auto pixels = RandomImage<unsigned short>(67, 33, 0, 4095, 5);
     pixels[100] = 4095;
     WritePngGrey16(path, pixels.data(), 67, 33);
     EXPECT_EQ(ReadImage(path, With()).words, pixels);
     EXPECT_EQ(ReadImage(path, With()).nBitsStored, 12);
     EXPECT_EQ(ReadImage(path, With(0.1, 14)).nBitsStored, 14);
-    const std::vector<unsigned short> dark = {0, 3, 200, 7};
-    WritePngGrey16(path, dark.data(), 2, 2);
-    EXPECT_EQ(ReadImage(path, With()).nBitsStored, 9);
-    EXPECT_EQ(ReadImage(path, With()).words, dark);
 }
 
 struct TiffSpec {
@@ -87,8 +80,6 @@ std::string MakeTiff(const TempDir& dir, const TiffSpec& t) {
     TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, t.nSamples);
     TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, t.nPhotometric);
     TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-    const std::uint16_t alpha[] = {EXTRASAMPLE_UNASSALPHA};
-    if (t.nSamples == 2) TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, 1, alpha);
     const int nTile = t.bTiled ? 16 : 0, nPixel = t.nSamples * t.nBits / 8;
     // Pixels (x, y) .. (x + w - 1, y + h - 1), zero outside the image.
     auto block = [&](int x0, int y0, int w, int h) {
@@ -139,21 +130,14 @@ TEST(ImageFiles, files_written_by_hand_read_back_their_samples) {
         int nBits;
         std::vector<unsigned> samples;
     } kCases[] = {
-        // Comments between the header fields are allowed.
-        {"P5\n# by hand\n3 2\n255\n" + std::string("\x00\x10\xff\x80\x7f\x01", 6),
-         "PGM",
-         8,
-         {0, 0x10, 0xff, 0x80, 0x7f, 1}},
         // 16-bit samples are big-endian; bits stored come from the maxval.
         {"P5 2 2 4095\n" + std::string("\x0f\xff\x00\x01\x01\x00\x08\x00", 8),
          "PGM",
          12,
          {4095, 1, 256, 2048}},
         {"P2\n2 3\n# comment\n1023\n0 1\n2 1023\n512 7\n", "PGM", 10, {0, 1, 2, 1023, 512, 7}},
-        {"P2 2 1 15 3 15", "PGM", 8, {3, 15}},
         {MakeTiff(dir, t8), "TIFF", 8, t8.samples},
         {MakeTiff(dir, white), "TIFF", 8, {255, 254, 253, 127, 1, 0}},
-        {MakeTiff(dir, t16), "TIFF", 12, t16.samples},
         {MakeTiff(dir, big), "TIFF", 12, t16.samples},
         {MakeTiff(dir, tiled), "TIFF", 10, tiled.samples},
     };
@@ -176,15 +160,9 @@ TEST(ImageFiles, each_refusal_names_the_file_and_the_cause) {
     TempDir dir;
     const auto rgb = RandomImage<unsigned char>(12, 2, 0, 255, 1);
     WritePngRgb8(dir.Path("rgb.png"), rgb.data(), 4, 2);
-    WritePngGrey8(dir.Path("grey.png"), rgb.data(), 4, 2);
     const std::vector<unsigned short> w12 = {4095, 0, 1, 2};
     WritePngGrey16(dir.Path("g12.png"), w12.data(), 2, 2);
-    dir.Write("rgb.tif",
-              MakeTiff(dir, {2, 2, 8, 3, 2, false, false, std::vector<unsigned>(12, 9)}));
-    dir.Write("alpha.tif",
-              MakeTiff(dir, {2, 2, 8, 2, 1, false, false, std::vector<unsigned>(8, 9)}));
     dir.Write("r.raw", std::string(12, '\x01'));
-    dir.Write("empty.pgm", "");
     dir.Write("notes.txt", "just some text, not an image");
     dir.Write("a.pgm", "P5 1 1 255\n\x05");
     const struct {
@@ -193,34 +171,18 @@ TEST(ImageFiles, each_refusal_names_the_file_and_the_cause) {
         std::string cause;
     } kCases[] = {
         {"rgb.png", With(), "colour or alpha PNG (RGB)"},
-        {"grey.png", With(0.1, 12), "8-bit file"},
         {"g12.png", With(0.1, 11), "sample value 4095 exceeds 11 bits"},
-        {"rgb.tif", With(), "colour or alpha TIFF (3 samples"},
-        {"alpha.tif", With(), "colour or alpha TIFF (2 samples"},
         {"r.raw", With(0.1, {}, 2, 2), "file size 12 bytes does not match 2 x 2"},
-        {"r.raw", With(0.1, {}, 1 << 20, 1 << 20), "exceeds"},
-        {"r.raw", With(0.1, {}, 1 << 20, -1), "is empty"},
         {"r.raw", With(0.1, {}, 1 << 20), "both its width and its height"},
         {"missing.png", With(), "No such file"},
-        {"empty.pgm", With(), "empty file"},
         {"", With(), "is a directory"},
         {"notes.txt", With(), "unknown file format"},
         {"a.pgm", ReadOptions{}, "no pixel size in the file; pass --pixel-size"},
-        {"a.pgm", With(0.0), "--pixel-size must be"},
-        {"a.pgm", With(-0.1), "--pixel-size must be"},
         {"P5\n4 4\n255\n" + std::string(15, 'x'), With(), "truncated"},
-        {"P5\n4 4\n", With(), "file ends before the maximum value"},
-        {"P5\nfour 4\n255\n", With(), "expected the width"},
-        {"P5 0 4 255\n", With(), "is empty"},
         {"P5 100000 100000 255\n", With(), "exceeds 268435456 pixels"},
-        {"P5 4294967295 4294967295 255\n", With(), "exceeds"},
-        {"P5 99999999999 1 255\n", With(), "too large"},
         {"P5 2 1 70000\nabcd", With(), "outside 1..65535"},
-        {"P5 2 1 0\nab", With(), "outside 1..65535"},
         {std::string("P5 2 1 1000\n\x03\xe9\x00\x00", 16), With(),
          "exceeds the PGM maximum value 1000"},
-        {"P2 2 1 100 5 101", With(), "exceeds the PGM maximum value 100"},
-        {"P2 2 2 100 5 6 7", With(), "file ends before the next sample"},
     };
     int nPgm = 0;
     for (const auto& c : kCases) {
@@ -232,36 +194,16 @@ TEST(ImageFiles, each_refusal_names_the_file_and_the_cause) {
     }
 }
 
-// Cut anywhere, or with a byte changed in the compressed data, a file is an
+// Cut short, or with a byte changed in the compressed data, a PNG is an
 // Error, never a crash or a half-read image.
-TEST(ImageFiles, truncated_or_corrupt_files_fail_cleanly) {
+TEST(ImageFiles, truncated_or_corrupt_png_fails_cleanly) {
     TempDir dir;
     const auto pixels = RandomImage<unsigned char>(64, 64, 0, 255, 2);
     WritePngGrey8(dir.Path("full.png"), pixels.data(), 64, 64);
-    const std::string png = ReadText(dir.Path("full.png"));
-    const std::string tiff =
-        MakeTiff(dir, {8, 8, 16, 1, 1, false, false, std::vector<unsigned>(64, 300)});
-    for (const auto& [whole, cuts] :
-         {std::pair{png, std::vector<std::size_t>{9, 30, png.size() / 2, png.size() - 13}},
-          std::pair{tiff, std::vector<std::size_t>{6, 40, tiff.size() - 20}}})
-        for (std::size_t n : cuts)
-            EXPECT_THROW(ReadImage(dir.Write("cut", whole.substr(0, n)), With()), Error) << n;
-    std::string bad = png;
-    bad[bad.size() / 2] ^= 0x55;  // breaks the compressed data or its checksum
-    EXPECT_THROW(ReadImage(dir.Write("corrupt.png", bad), With()), Error);
-}
-
-TEST(ImageFiles, real_mias_pgm_and_the_mg1_raw) {
-    const std::string mias = testing::Shared("mias/mdb219.pgm");
-    const std::string raw = testing::Shared("mg1/MG1_3064x4664_u16le.raw");
-    if (!std::filesystem::exists(mias) || !std::filesystem::exists(raw))
-        GTEST_SKIP() << "no shared data";
-    Image image = ReadImage(mias, With(0.2));
-    EXPECT_EQ(image.nWidth * 10000 + image.nHeight, 1024 * 10000 + 1024);
-    EXPECT_EQ(image.nBitsStored, 8);
-    image = ReadImage(raw, With(0.05, {}, 3064, 4664));
-    EXPECT_EQ(image.nBitsStored, 12);
-    EXPECT_EQ(image.words.size(), 3064u * 4664u);
+    std::string png = ReadText(dir.Path("full.png"));
+    EXPECT_THROW(ReadImage(dir.Write("cut.png", png.substr(0, png.size() / 2)), With()), Error);
+    png[png.size() / 2] ^= 0x55;  // breaks the compressed data or its checksum
+    EXPECT_THROW(ReadImage(dir.Write("corrupt.png", png), With()), Error);
 }
 
 // Writers write a temporary file and rename it when complete: the old file
@@ -272,31 +214,14 @@ TEST(AtomicWrite, replaces_whole_and_fails_naming_the_file_and_the_cause) {
     WriteFileAtomically(path, "old contents that are longer");
     WriteFileAtomically(path, "new");
     EXPECT_EQ(ReadText(path), "new");
-    WriteFileAtomically(path, "");
-    EXPECT_EQ(ReadText(path), "");
+    // The file by the name asked for, the cause from the system; a directory
+    // in the way of the rename.
     const unsigned char pixel = 7;
-    // The cause from the system, the file by the name asked for (not the temporary one).
-    for (const std::string name : {"none/out.png", "none/out.json"}) {
-        try {
-            if (name.back() == 'g')
-                WritePngGrey8(dir.Path(name), &pixel, 1, 1);
-            else
-                WriteFileAtomically(dir.Path(name), "x");
-            ADD_FAILURE() << "no Error for " << name;
-        } catch (const Error& e) {
-            EXPECT_EQ(e.File(), dir.Path(name));
-            EXPECT_NE(e.Cause().find("No such file or directory"), std::string::npos) << e.what();
-        }
-    }
-    // A directory in the way of the rename.
-    const std::string blocked = dir.Path("blocked");
-    std::filesystem::create_directories(blocked + "/inside");
-    EXPECT_THROW(WriteFileAtomically(blocked, "x"), Error);
-    EXPECT_THROW(WritePngGrey8(blocked, &pixel, 1, 1), Error);
-    // Empty, oversized, or no pixels.
+    ExpectError([&] { WritePngGrey8(dir.Path("none/out.png"), &pixel, 1, 1); },
+                dir.Path("none/out.png"), "No such file or directory");
+    std::filesystem::create_directories(dir.Path("blocked/inside"));
+    EXPECT_THROW(WriteFileAtomically(dir.Path("blocked"), "x"), Error);
     EXPECT_THROW(WritePngGrey8(dir.Path("x.png"), &pixel, 0, 1), Error);
-    EXPECT_THROW(WritePngGrey8(dir.Path("x.png"), &pixel, 1 << 16, 1 << 13), Error);
-    EXPECT_THROW(WritePngGrey8(dir.Path("x.png"), nullptr, 1, 1), Error);
     auto files = dir.Files();
     std::sort(files.begin(), files.end());
     EXPECT_EQ(files, (std::vector<std::string>{"blocked", "report.json"}));
