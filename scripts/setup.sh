@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(build-essential cmake ninja-build libgtest-dev libgmock-dev git pkg-config
           libgdcm-dev libgdcm-tools libpng-dev libtiff-dev nlohmann-json3-dev libcli11-dev
           pybind11-dev python3-dev python3-numpy python3-pytest python3-dask python3-distributed
-          python3-jsonschema dcmtk dicom3tools chromium
+          python3-jsonschema dicom3tools
           clang libclang-rt-14-dev)
 missing=()
 for p in "${packages[@]}"; do
