@@ -49,7 +49,7 @@ bool RemoveFalsePositivesWide(const T* pExclusion, const T* pSrc, T* pDst, int n
         const T* const pB2 = pB1 + w;
         const T* const pR0 = pRow[0];
         const T* const pR1 = pRow[1];
-        const T* const pEx = pExclusion + nRow;
+        const T* const pEx = bUseExclusion ? pExclusion + nRow : nullptr;  // may be null unused
         auto clearAt = [&](int x) {  // the sample rule at one column
             bool bIsolated = true;
             for (int c = x - 2; c <= x + 2; ++c)
