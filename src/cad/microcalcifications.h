@@ -5,8 +5,10 @@
 #define ZETDIP_CAD_MICROCALCIFICATIONS_H
 
 #include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <limits>
+#include <type_traits>
 
 #include "DipEnhancement.h"
 #include "cad/frame_stack.h"
@@ -93,6 +95,38 @@ struct CentreRunTraits<unsigned short> {
     static constexpr bool kBoundedByImage = true;
 };
 
+// The four window scans of the shape check. Each line of the window is
+// walked from one side past unsaturated samples to the first saturated run,
+// which may go on past the window up to the image edge; the scans from the
+// bottom and the right start on the exclusive bound itself (intended). Each
+// run, counted up to nCap, goes to keep(nRun), and the scans end once keep
+// returns true.
+template <class Saturated, class Keep>
+void WindowScans(int nWidth, int nHeight, int nLeft, int nTop, int nRight, int nBottom,
+                 long long nCap, Saturated saturated, Keep keep) {
+    auto scan = [&](auto columns, int nFrom, int nTo, int nStep) {
+        constexpr bool kColumns = decltype(columns)::value;
+        const int nFirst = kColumns ? nLeft : nTop, nLast = kColumns ? nRight : nBottom;
+        const int nEnd = kColumns ? nHeight : nWidth;
+        auto at = [&](int nLine, int p) {
+            return kColumns ? saturated(nLine, p) : saturated(p, nLine);
+        };
+        for (int nLine = nFirst; nLine < nLast; ++nLine) {
+            int p = nFrom;
+            while ((nStep > 0 ? p < nTo : p > nTo) && !at(nLine, p)) p += nStep;
+            int nRun = 0;
+            for (; nRun < nCap && (nStep > 0 ? p < nEnd : p >= 0) && at(nLine, p); p += nStep)
+                ++nRun;
+            if (keep(nRun)) return true;
+        }
+        return false;
+    };
+    using Columns = std::true_type;
+    using Rows = std::false_type;
+    (void)(scan(Columns{}, nTop, nBottom, 1) || scan(Columns{}, nBottom, nTop, -1) ||
+           scan(Rows{}, nLeft, nRight, 1) || scan(Rows{}, nRight, nLeft, -1));
+}
+
 // Shape check around the blob centre (nX, nY) in the stretched image; the
 // window [nLeft, nRight) x [nTop, nBottom) has exclusive right and bottom
 // bounds. Returns the dark answer for a dark centre, the run maximum when
@@ -135,41 +169,11 @@ int SearchAnObject(const T* pStretched, int nX, int nY, int nWidth, int nHeight,
         nHorizontal <= nRunMax)
         return nRunMax;
 
-    // Each scan takes the first saturated run met from its side, which may go
-    // on past the window up to the image edge. The scans from the bottom and
-    // the right start on the exclusive bound itself: intended.
     int nLongest = 0;
-    auto keep = [&](int nRun) {
-        if (nRun > nLongest) nLongest = nRun;
-    };
-    for (int c = nLeft; c < nRight; ++c) {
-        int r = nTop;
-        while (r < nBottom && !saturated(c, r)) ++r;
-        int nRun = 0;
-        for (; r < nHeight && saturated(c, r); ++r) ++nRun;
-        keep(nRun);
-    }
-    for (int c = nLeft; c < nRight; ++c) {
-        int r = nBottom;
-        while (r > nTop && !saturated(c, r)) --r;
-        int nRun = 0;
-        for (; r >= 0 && saturated(c, r); --r) ++nRun;
-        keep(nRun);
-    }
-    for (int r = nTop; r < nBottom; ++r) {
-        int c = nLeft;
-        while (c < nRight && !saturated(c, r)) ++c;
-        int nRun = 0;
-        for (; c < nWidth && saturated(c, r); ++c) ++nRun;
-        keep(nRun);
-    }
-    for (int r = nTop; r < nBottom; ++r) {
-        int c = nRight;
-        while (c > nLeft && !saturated(c, r)) --c;
-        int nRun = 0;
-        for (; c >= 0 && saturated(c, r); --c) ++nRun;
-        keep(nRun);
-    }
+    WindowScans(nWidth, nHeight, nLeft, nTop, nRight, nBottom, LLONG_MAX, saturated, [&](int nRun) {
+        nLongest = std::max(nLongest, nRun);
+        return false;
+    });
     return nLongest;
 }
 
@@ -223,38 +227,11 @@ int SearchAnObjectBounded(const T* pStretched, int nX, int nY, int nWidth, int n
         return nRunMax;
 
     int nLongest = 0;
-    for (int c = nLeft; c < nRight; ++c) {
-        int r = nTop;
-        while (r < nBottom && !saturated(c, r)) ++r;
-        int nRun = 0;
-        for (; nRun < nCap && r < nHeight && saturated(c, r); ++r) ++nRun;
+    WindowScans(nWidth, nHeight, nLeft, nTop, nRight, nBottom, nCap, saturated, [&](int nRun) {
         nLongest = std::max(nLongest, nRun);
-        if (nLongest >= nCap) return nCap;
-    }
-    for (int c = nLeft; c < nRight; ++c) {
-        int r = nBottom;
-        while (r > nTop && !saturated(c, r)) --r;
-        int nRun = 0;
-        for (; nRun < nCap && r >= 0 && saturated(c, r); --r) ++nRun;
-        nLongest = std::max(nLongest, nRun);
-        if (nLongest >= nCap) return nCap;
-    }
-    for (int r = nTop; r < nBottom; ++r) {
-        int c = nLeft;
-        while (c < nRight && !saturated(c, r)) ++c;
-        int nRun = 0;
-        for (; nRun < nCap && c < nWidth && saturated(c, r); ++c) ++nRun;
-        nLongest = std::max(nLongest, nRun);
-        if (nLongest >= nCap) return nCap;
-    }
-    for (int r = nTop; r < nBottom; ++r) {
-        int c = nRight;
-        while (c > nLeft && !saturated(c, r)) --c;
-        int nRun = 0;
-        for (; nRun < nCap && c >= 0 && saturated(c, r); --c) ++nRun;
-        nLongest = std::max(nLongest, nRun);
-        if (nLongest >= nCap) return nCap;
-    }
+        return nLongest >= nCap;
+    });
+    if (nLongest >= nCap) return nCap;
     return nLongest;
 }
 
