@@ -103,9 +103,16 @@ public:
             }
         }
         std::uint64_t* pInner = m_inner.Words();
-        for (long long y = 1; y + 1 < nHeight; ++y)
-            for (long long i = y * W + 1; i < y * W + W - 1; ++i)
-                pInner[i >> 6] |= std::uint64_t{1} << (i & 63);
+        // Bits y W + 1 .. y W + W - 2 of each inner row, a word at a time.
+        for (long long y = 1; y + 1 < nHeight; ++y) {
+            for (long long i = y * W + 1, nEnd = y * W + W - 1; i < nEnd;) {
+                const long long nBits = std::min(64 - (i & 63), nEnd - i);
+                const std::uint64_t ones =
+                    nBits == 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << nBits) - 1;
+                pInner[i >> 6] |= ones << (i & 63);
+                i += nBits;
+            }
+        }
     }
     explicit operator bool() const { return m_bUsable; }
 
