@@ -114,35 +114,4 @@ TYPED_TEST(Clustering, OverlappingClustersGiveOneRewrittenPair) {
     EXPECT_EQ(ToPoints(arr), (Points{{125, 115}, {182, 115}}));
 }
 
-TEST(Clustering, OddSizedArrayThrowsAndRefusalsLeaveTheArray) {
-    Scene<unsigned char> s(200, 200);
-    s.Quad(80, 80);
-    Array arr;
-    arr.Add(CPoint(1000, 1000));
-    EXPECT_THROW(s.Run(arr), CInvalidArgException);  // maps freed: the leak checker agrees
-    for (auto [nBpp, nBits] : {std::pair{24, 8}, {8, 7}, {8, 17}})
-        EXPECT_FALSE(s.Run(arr, nBpp, nBits));
-    EXPECT_EQ(ToPoints(arr), (Points{{1000, 1000}}));
-}
-
-TEST(Clustering, EmptyImagesScanNoRowOfTheirLongSide) {
-    // Nothing to find and nothing scanned: 2^31 empty rows would take seconds, and
-    // -5 x -5 (25 samples to the stretching inside) has none in the scratch.
-    std::vector<unsigned short> none;
-    auto* p = reinterpret_cast<unsigned char*>(none.data());
-    for (auto [w, h] : {std::pair{0, INT_MAX}, {INT_MAX, 0}, {-1, INT_MAX}, {-5, -5}})
-        for (auto [nBpp, nBits] : {std::pair{8, 8}, {16, 12}}) {
-            Array arr;
-            EXPECT_TRUE(CDipClustering::ApplyClustering(p, p, p, arr, nBpp, nBits, w, h, 1.0, 1.0));
-            EXPECT_EQ(arr.GetSize(), 0);
-        }
-}
-
-TEST(Clustering, FullySetCandidateImageRunsWithoutRecursion) {
-    Scene<unsigned char> s(4000, 3000, 1);
-    Array arr;
-    EXPECT_TRUE(s.Run(arr));
-    EXPECT_EQ(arr.GetSize(), 0);  // one blob, far too large
-}
-
 }  // namespace

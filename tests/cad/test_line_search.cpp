@@ -58,41 +58,6 @@ TEST(LineSearch, SixteenBitGateRefusalClearsDestination) {
     EXPECT_EQ(lines, std::vector<unsigned short>(lines.size(), 0));
 }
 
-TEST(LineSearch, EightBitDiagonalEntryRunsNorthSouthSearch) {
-    const int n = SizeWithLevel(43, 100);
-    ASSERT_GT(n, 0);
-    auto image = zetdip::test::RandomImage<unsigned char>(n, n, 120, 136, 9);
-    std::vector<unsigned char> mask(image.size(), 0), a(image.size(), 3), b(image.size(), 3);
-    const bool bA = CDipClustering::SearchLinesImage(image.data(), a.data(), 8, 8, n, n);
-    const bool bB =
-        CDipClustering::SearchLinesSWNEImage(image.data(), b.data(), mask.data(), 8, 8, n, n, 0.1);
-    EXPECT_EQ(bA, bB);
-    EXPECT_EQ(a, b);
-}
-
-TEST(LineSearch, NegativeSidesAnswerAsAnEmptyImage) {
-    // -5 x -5 answers as 0 x 5 does, though the point operations inside would count 25 samples.
-    for (auto [nBpp, nBits] : {std::pair{8, 8}, {16, 12}}) {
-        EXPECT_EQ(CDipClustering::SearchLinesImage(nullptr, nullptr, nBpp, nBits, -5, -5),
-                  CDipClustering::SearchLinesImage(nullptr, nullptr, nBpp, nBits, 0, 5));
-        EXPECT_EQ(CDipClustering::SearchLinesSWNEImage(nullptr, nullptr, nullptr, nBpp, nBits, -5,
-                                                       -5, 0.1),
-                  CDipClustering::SearchLinesSWNEImage(nullptr, nullptr, nullptr, nBpp, nBits, 0, 5,
-                                                       0.1));
-    }
-}
-
-TEST(LineSearch, SixteenBitDiagonalAddsToExistingLines) {
-    // Whatever the search finds, what pLines held survives the union,
-    // rewritten at full scale.
-    const int n = 64;
-    std::vector<unsigned short> image(n * n, 1000), mask(n * n, 4095), lines(n * n, 0);
-    lines[10 * n + 10] = 1;
-    ASSERT_TRUE(CDipClustering::SearchLinesSWNEImage(Bytes(image), Bytes(lines), Bytes(mask), 16,
-                                                     12, n, n, 0.1));
-    EXPECT_EQ(lines[10 * n + 10], 4095);
-}
-
 TEST(LineSearch, DiagonalBorderOverflowClearsEveryColumn) {
     // At 1e-9 mm the border width wraps and the right border covers every
     // column, so the work image is cleared and no line is added.

@@ -10,7 +10,7 @@
 namespace {
 
 using namespace zetdip::test;
-using zetdip::detail::BlobStack, zetdip::detail::GrowMicrocalcification, zetdip::detail::TruncToInt;
+using zetdip::detail::BlobStack, zetdip::detail::GrowMicrocalcification;
 
 template <class T>
 class Microcalcifications : public ::testing::Test {};
@@ -143,62 +143,6 @@ TYPED_TEST(Microcalcifications, ShapeChecksByRunsAndBoundedWalksMatchWalksUpToTh
             for (double d : {0.1, 0.02, 0.5}) {
                 ExpectRunsMatchWalks<signed char>(image, w, h, d, ++seed);
                 ExpectRunsMatchWalks<short>(image, w, h, d, ++seed);
-            }
-        }
-}
-
-// The scan as it reads without the runs: every shape check walks.
-template <class T>
-std::vector<int> MarkedByWalks(const Plane<T>& grey, const Plane<T>& binary, double dX, double dY) {
-    const int w = grey.w, h = grey.h, kMax = DepthOf<T>::kMax;
-    const double dMax = std::max(dX, dY);
-    const int nHalf = TruncToInt(1.5 / dMax), nSmall = TruncToInt(1.3 / dMax + 1.0),
-              nLarge = TruncToInt(6.1 / dMax);
-    std::vector<T> stretched(grey.v.size());
-    zetdip::detail::StretchForSearch(grey.v.data(), stretched.data(), DepthOf<T>::kBits, w, h);
-    std::vector<int> visited(grey.v.size(), 0), marked;
-    BlobStack stack;
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            int x0 = w, y0 = h, x1 = 0, y1 = 0;
-            if (binary.v[y * w + x] == 0 || visited[y * w + x] != 0) continue;
-            GrowMicrocalcification(binary.v.data(), visited.data(), x, y, x0, y0, x1, y1, w, h,
-                                   stack);
-            const int nW = x1 - x0 + 1, nH = y1 - y0 + 1, nD = std::max(nW, nH);
-            const int cx = x0 + nW / 2, cy = y0 + nH / 2;
-            const double d = nW < nH ? dY : dX;
-            if (!(0.1 / d <= nD && nD <= 1.0 / d)) continue;
-            const int n =
-                zetdip::detail::SearchAnObject(stretched.data(), cx, cy, w, h, cx - nHalf,
-                                               cy - nHalf, cx + nHalf, cy + nHalf, d, kMax);
-            if (n <= nSmall || n > nLarge) marked.push_back(cy * w + cx);
-        }
-    std::sort(marked.begin(), marked.end());
-    return marked;
-}
-
-TYPED_TEST(Microcalcifications, ScanOnSaturatedImagesMatchesWalkingScan) {
-    using T = TypeParam;
-    const T kMax = DepthOf<T>::kMax;
-    std::uint32_t seed = 90;
-    // Every other pixel of every other row over saturated grey (runs to every
-    // edge), blobs of random sizes over grey with saturated stripes and gaps,
-    // at 0.1 mm, 0.05 mm and 0.004 mm (limits beyond a byte: short cells).
-    for (auto [w, h] : {std::pair{90, 70}, {61, 97}, {3, 3}, {1, 1}})
-        for (int nKind = 0; nKind < 3; ++nKind) {
-            Plane<T> grey(w, h, kMax), binary(w, h);
-            if (nKind > 0) grey.v = SaturatedContent<T>(w, h, nKind, ++seed);
-            const auto noise = RandomImage<int>(w, h, 0, 5, ++seed);
-            for (int y = 0; y < h; ++y)
-                for (int x = 0; x < w; ++x)
-                    binary.at(x, y) = nKind == 0 ? (x % 2 == 0 && y % 2 == 0)
-                                                 : noise[static_cast<std::size_t>(y) * w + x] == 0;
-            for (auto [dX, dY] : {std::pair{0.1, 0.1}, {0.05, 0.1}, {0.004, 0.004}}) {
-                std::vector<int> visited;
-                auto got = Marked(grey, binary, dX, dY, visited);
-                std::sort(got.begin(), got.end());
-                EXPECT_EQ(got, MarkedByWalks(grey, binary, dX, dY))
-                    << w << "x" << h << " kind " << nKind << " at " << dX << " x " << dY;
             }
         }
 }

@@ -50,19 +50,4 @@ TEST(CArray, GrowsKeepsElementsAndZeroesNewOnes) {
     EXPECT_EQ(arr[4], CPoint(1, 1));
 }
 
-TEST(CArray, OutOfRangeIndexThrowsInvalidArgument) {
-    CArray<CPoint, const CPoint&> arr;
-    arr.Add(CPoint());
-    EXPECT_THROW(arr.GetAt(1), CInvalidArgException);
-    EXPECT_THROW(arr.SetAt(-1, CPoint()), std::invalid_argument);
-    EXPECT_THROW(arr[2], CInvalidArgException);
-}
-
-TEST(C2dGeo, DistanceIsEuclideanRoundedToFloat) {
-    EXPECT_EQ(C2dGeo::GetDistanceBetweenPoints(CPoint(0, 0), CPoint(3, 4)), 5.0f);
-    EXPECT_EQ(C2dGeo::GetDistanceBetweenPoints(CPoint(1, 1), CPoint(0, 0)),
-              static_cast<float>(std::sqrt(2.0)));
-    EXPECT_EQ(C2dGeo::GetDistanceBetweenPoints(CPoint(5, 5), CPoint(5, 5)), 0.0f);
-}
-
 }  // namespace

@@ -77,25 +77,8 @@ TYPED_TEST(SeEngine, MatchesReferenceOnRandomImages) {
         }
 }
 
-// Every 3x3 element of the centre and two neighbours, with the count that takes the extreme
-// (the shaped operations) and one that never does; few grey levels make ties with the centre.
-TYPED_TEST(SeEngine, TwoNeighbourElementsMatchReference) {
-    using T = TypeParam;
-    std::mt19937 rng(8);
-    for (int a = 0; a < 9; ++a)
-        for (int b = a + 1; b < 9; ++b) {
-            if (a == 4 || b == 4) continue;
-            Element se(9, 0);
-            se[4] = se[a] = 1, se[b] = 2;
-            for (const auto& [w, h] : {std::pair{3, 3}, {5, 4}, {67, 33}, {300, 7}})
-                for (int n : {3, 2})
-                    ExpectReference(RandomImage<T>(w, h, 0, rng() % 2 ? 2 : T(~0u), rng()), w, h,
-                                    se, 3, 3, n, true);
-        }
-}
-
-// Elements where every member must qualify take the extremes of member runs: discs, full and
-// hollow rectangles, random holes, taller and wider than square; few grey levels and full range.
+// Elements where every member must qualify take the extremes of member runs: discs, full
+// rectangles, random holes, taller and wider than square; few grey levels and full range.
 TYPED_TEST(SeEngine, FullCountElementsMatchReference) {
     using T = TypeParam;
     std::mt19937 rng(9);
@@ -104,7 +87,7 @@ TYPED_TEST(SeEngine, FullCountElementsMatchReference) {
         int h, w;
     };
     std::vector<Shape> shapes;
-    for (int r : {1, 2, 4, 7, 9}) {
+    for (int r : {1, 4, 9}) {
         Element se(static_cast<std::size_t>(2 * r + 1) * (2 * r + 1));
         for (int y = -r; y <= r; ++y)
             for (int x = -r; x <= r; ++x)
@@ -113,9 +96,7 @@ TYPED_TEST(SeEngine, FullCountElementsMatchReference) {
     }
     shapes.push_back({Element(5 * 11, 1), 5, 11});
     shapes.push_back({Element(11 * 5, 1), 11, 5});
-    shapes.push_back({Element(9 * 9, 0), 9, 9});
-    for (int i = 0; i < 9; ++i) shapes.back().se[i] = shapes.back().se[72 + i] = 1;  // top, bottom
-    for (int k = 0; k < 4; ++k) {
+    for (int k = 0; k < 2; ++k) {
         const int seH = 3 + 2 * static_cast<int>(rng() % 5);
         Element se(static_cast<std::size_t>(seH) * seH);
         for (int& v : se) v = rng() % 4 != 0;
@@ -124,7 +105,7 @@ TYPED_TEST(SeEngine, FullCountElementsMatchReference) {
     for (const Shape& s : shapes) {
         const int nCount = static_cast<int>(s.se.size() - std::count(s.se.begin(), s.se.end(), 0));
         const int nCentre = s.se[(s.h / 2) * s.w + s.w / 2] != 0;
-        for (const auto& [w, h] : {std::pair{40, 30}, {97, 23}, {300, 21}}) {
+        for (const auto& [w, h] : {std::pair{97, 23}, {300, 21}}) {
             const auto src = RandomImage<T>(w, h, 0, rng() % 2 ? 3 : T(~0u), rng());
             // The count that takes the extreme where every one is a neighbour, and one more.
             for (int n : {nCount + 1 - nCentre, nCount + 2 - nCentre})
@@ -160,29 +141,6 @@ TEST(SeEngine, RightBorderRefreshHidesRowAboveFromFollowingRow) {
     ASSERT_TRUE(Engine(img.data(), out.data(), 6, 6, Element(25, 1), 5, 5, 25));
     img[2 * 6 + 2] = img[2 * 6 + 3] = 0;  // the input with (2, 2) and (3, 2) darkened
     EXPECT_EQ(out, img);
-}
-
-TEST(SeEngine, CountThatCannotMatchChangesNothingLowOrNegativeElementsFail) {
-    auto img = RandomImage<unsigned char>(67, 33, 0, 255, 11);
-    Bytes8 out(img.size(), 42);
-    for (const auto& [seH, seW] : {std::pair{1, 3}, {2, 3}, {3, -1}, {3, -2}, {3, -7}})
-        EXPECT_FALSE(Engine(img.data(), out.data(), 67, 33, Element(9, 1), seH, seW, 9));
-    EXPECT_EQ(out, Bytes8(img.size(), 42));
-    for (int n : {10, 11, 100, -5}) {
-        ASSERT_TRUE(Engine(img.data(), out.data(), 67, 33, Element(9, 1), 3, 3, n));
-        EXPECT_EQ(out, img);
-    }
-}
-
-TEST(SeEngine, EmptyImageSucceedsWithoutACacheForItsLongSide) {
-    // A cache of INT_MAX / 2 rows of INT_MAX samples can never be had; an
-    // image without pixels does not ask for it.
-    Bytes8 none;
-    for (const auto& [w, h] : {std::pair{INT_MAX, 0}, {0, INT_MAX}, {INT_MAX, -1}})
-        for (bool bErode : {true, false}) {
-            EXPECT_TRUE(Engine(none.data(), none.data(), w, h, Element(), INT_MAX, 0, 1, bErode));
-            EXPECT_FALSE(Engine(none.data(), none.data(), w, h, Element(), 2, 0, 1, bErode));
-        }
 }
 
 }  // namespace

@@ -98,13 +98,4 @@ TEST(ThicknessStage, SixteenBitComplementNeverVanishesSoHitErosionIsAdded) {
     EXPECT_EQ(out, (Words{4095, 0, 0, 0, 4095, 0, 0, 0, 0}));
 }
 
-TEST(ThicknessStage, NegativeSidesMakeAnEmptyImage) {
-    // -5 x -5 would be 25 samples to the point operations inside, but the
-    // stage's own scratch holds none: it runs as on an empty image.
-    const int full[9] = {1, 1, 1, 1, 1, 1, 1, 1, 1};
-    Words a(25, 4095), b(25, 4095), out(25, 7);
-    EXPECT_TRUE(Stage(a, b, out, 12, -5, -5, full, 3, 9));
-    EXPECT_EQ(out, Words(25, 7));
-}
-
 }  // namespace

@@ -51,13 +51,6 @@ std::vector<T> QuarterPasses(bool bErode, std::vector<T> img, int w, int h) {
     return img;
 }
 
-TEST(ShapedErosion, OnePixelHighRunVanishesUnderLineErosion) {
-    Bytes8 img(45, 0), out(45, 7);  // 9x5, run at row 2; the dark corner seed takes the middle
-    for (int x = 1; x < 8; ++x) img[2 * 9 + x] = 255;
-    ASSERT_TRUE(M::ApplyErosionLine(img.data(), out.data(), 8, 8, 9, 5));
-    EXPECT_EQ(out, Bytes8(45, 0));
-}
-
 TEST(ShapedErosion, DiagonalsAndLineAreAppliedFlippedAndCornerSeedCounts) {
     // '1': dark pixels (top row first) that darken a bright 3x3's centre: flipped members, seed.
     for (auto [entry, darkening] : {std::pair{Entry{M::ApplyErosionLine}, "100101000"},

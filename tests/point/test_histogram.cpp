@@ -53,19 +53,4 @@ TEST(Histogram, SixteenBitAdjustsCallersImageFirstAndColourFlagCountsOnePlane) {
     EXPECT_EQ(Sum(h, 65536, 196608), 0u);
 }
 
-TEST(Histogram, SamplesBeyondLastBinAreNotCountedAndBadDepthsGiveNull) {
-    std::vector<unsigned short> image = {0xFFFF, 5};  // high bit 10: words left unmasked
-    int nBins = 0;
-    Histo h(CDipHisto::CreateHisto(Bytes(image), 16, 12, 10, 2, 1, &nBins));
-    ASSERT_TRUE(h);
-    EXPECT_EQ(Sum(h, 0, 4096), 1u);
-    EXPECT_EQ(h[5], 1u);
-
-    nBins = -1;
-    EXPECT_EQ(CDipHisto::CreateHisto(Bytes(image), 8, 7, 6, 2, 1, &nBins), nullptr);
-    EXPECT_EQ(nBins, -1);  // not written below 8 bits
-    EXPECT_EQ(CDipHisto::CreateHisto(Bytes(image), 8, 17, 16, 2, 1, &nBins), nullptr);
-    EXPECT_EQ(nBins, 131072);  // written above 16 bits
-}
-
 }  // namespace

@@ -26,19 +26,6 @@ TEST(Thresholding, SampleEqualToThresholdBecomesMaximum) {
     EXPECT_EQ(w16, (Words{65535, 65535}));
 }
 
-TEST(Thresholding, DispatchEdgeCases) {
-    Bytes8 in(12, 200), out(12, 7);
-    // nBitsPerPixel 16 with 8 bits stored is one-channel 8-bit: four samples only.
-    ASSERT_TRUE(CDipThresholding::ApplyThresholding(in.data(), out.data(), 16, 8, 2, 2, 1));
-    EXPECT_EQ(out, (Bytes8{255, 255, 255, 255, 7, 7, 7, 7, 7, 7, 7, 7}));
-    ASSERT_TRUE(CDipThresholding::ApplyThresholding(in.data(), out.data(), 24, 8, 2, 2, 1));
-    EXPECT_EQ(out, Bytes8(12, 255));
-    // 12 bits with nBitsPerPixel 24: one 16-bit plane of w * h words.
-    Words w(8, 100);
-    ASSERT_TRUE(CDipThresholding::ApplyThresholding(Bytes(w), Bytes(w), 24, 12, 2, 2, 1));
-    EXPECT_EQ(w, (Words{4095, 4095, 4095, 4095, 100, 100, 100, 100}));
-}
-
 TEST(Thresholds, HandComputedValues) {
     Bytes8 flat(64, 100), halves(64, 0), colour(3 * 64, 100);
     for (int i = 32; i < 64; ++i) halves[i] = 200;

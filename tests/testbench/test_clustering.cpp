@@ -32,17 +32,6 @@ TEST(BenchClustering, ThreeMembersWithin64MakeOnePointPerCall) {
     EXPECT_EQ(arr.GetSize(), 2);  // refusals leave the array untouched
 }
 
-TEST(BenchClustering, EmptyImagesScanNoRowOfTheirLongSide) {
-    std::vector<unsigned short> none;
-    auto* p = reinterpret_cast<unsigned char*>(none.data());
-    for (auto [w, h] : {std::pair{0, INT_MAX}, {INT_MAX, 0}, {0, 1 << 30}})
-        for (auto [nBpp, nBits] : {std::pair{8, 8}, {16, 12}}) {
-            Array arr;
-            EXPECT_TRUE(CDipTest::ApplyClustering(p, arr, nBpp, nBits, w, h, 11, 1.0, 1.0));
-            EXPECT_EQ(arr.GetSize(), 0);
-        }
-}
-
 TEST(BenchClustering, SixteenBitRunAdjustsTheCallersImage) {
     Plane<unsigned short> b(200, 200);
     b.at(90, 90) = b.at(100, 90) = 0x0010;
