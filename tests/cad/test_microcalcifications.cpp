@@ -18,7 +18,7 @@ TYPED_TEST_SUITE(Microcalcifications, SampleTypes);
 
 TYPED_TEST(Microcalcifications, GrowingMatchesRecursionAndStopsAtMarks) {
     std::uint32_t seed = 5;
-    for (auto [w, h] : {std::pair{1, 1}, {2, 2}, {3, 1}, {1, 3}, {67, 33}}) {
+    for (auto [w, h] : {std::pair{1, 1}, {3, 1}, {1, 3}, {67, 33}}) {
         const auto binary = RandomImage<TypeParam>(w, h, 0, 1, ++seed);
         auto visited = RandomImage<int>(w, h, -3, 1, ++seed);
         for (int& m : visited) m = m > 0;
@@ -136,7 +136,7 @@ void ExpectRunsMatchWalks(const std::vector<T>& image, int w, int h, double dPix
 
 TYPED_TEST(Microcalcifications, ShapeChecksByRunsAndBoundedWalksMatchWalksUpToTheirCaps) {
     std::uint32_t seed = 40;
-    for (auto [w, h] : {std::pair{1, 1}, {3, 1}, {1, 3}, {2, 2}, {67, 33}, {33, 67}, {300, 9}})
+    for (auto [w, h] : {std::pair{1, 1}, {3, 1}, {2, 2}, {67, 33}, {300, 9}})
         for (int nKind = 0; nKind < 3; ++nKind) {
             const auto image = SaturatedContent<TypeParam>(w, h, nKind, ++seed);
             // 0.1 mm: a run maximum of 12; 0.02 mm: 56; 0.5 mm: 3.

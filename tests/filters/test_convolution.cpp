@@ -25,10 +25,8 @@ TYPED_TEST_SUITE(Engine, SampleTypes);
 TYPED_TEST(Engine, MatchesColumnByColumnReferenceInPlaceAndNot) {
     using T = TypeParam;
     const EngineDepth depth = sizeof(T) == 1 ? Engine8() : Engine16(12);
-    const int cases[][3] = {{3, 1, 1},  {3, 2, 2},   {3, 3, 1},   {3, 1, 3},   {3, 3, 3},
-                            {3, 4, 3},  {3, 3, 4},   {3, 67, 33}, {3, 517, 4}, {5, 4, 9},
-                            {5, 9, 2},  {5, 5, 5},   {5, 6, 9},   {5, 7, 5},   {5, 67, 33},
-                            {7, 8, 12}, {7, 23, 19}, {1, 6, 6},   {2, 5, 5},   {4, 6, 6}};
+    const int cases[][3] = {{3, 2, 2}, {3, 3, 3},   {3, 4, 3},   {3, 517, 4}, {5, 4, 9},
+                            {5, 5, 5}, {5, 67, 33}, {7, 23, 19}, {1, 6, 6},   {4, 6, 6}};
     std::uint32_t seed = 1;
     for (const auto& c : cases) {
         const int n = c[0], w = c[1], hgt = c[2];

@@ -252,21 +252,6 @@ TEST(WaveletReconstruction, NoLevelForNonPositiveLevelCounts) {
     }
 }
 
-// Bad depths, colour and a missing parity array are refused writing nothing.
-TEST(WaveletPyramid, RefusalsWriteNothing) {
-    Bytes8 image(3 * 32 * 32, 9);
-    Vec coef(image.size(), -1.0);
-    int nW = 0, nH = 0, odd[4] = {7, 7, 7, 7};
-    for (auto [nBitsPerPixel, nBits, pOdd] :
-         {std::tuple{8, 7, odd}, {8, 17, odd}, {24, 8, odd}, {8, 8, nullptr}, {16, 12, nullptr}}) {
-        EXPECT_FALSE(CDipWavelet::ApplyWaveletDecomposition(
-            image.data(), coef.data(), 32, 32, nBitsPerPixel, nBits, nW, nH, odd, pOdd, 4));
-        EXPECT_FALSE(CDipWavelet::ApplyWaveletReconstruction(
-            coef.data(), image.data(), nBitsPerPixel, nBits, 32, 32, 0, 1, 16, 16, pOdd, odd, 1));
-    }
-    EXPECT_EQ(std::pair(coef, image), std::pair(Vec(coef.size(), -1.0), Bytes8(image.size(), 9)));
-}
-
 TEST(WaveletReconstruction, ConversionStoresLowBitsOfTheMagnitude) {
     EXPECT_EQ(CoefficientSample<Reconstruction8>(-200.7, 8), 200);
     EXPECT_EQ(CoefficientSample<Reconstruction8>(300.0, 8), 44);
