@@ -1,6 +1,5 @@
-// What the host tests share: a scratch directory, whole files as text, the
-// check of an Error's file and cause, small synthetic mammograms, MG1's
-// decoded pixels and one run of zetdip-cad.
+// What the host tests share: a scratch directory, files as text, the check of
+// an Error, small synthetic mammograms, MG1's pixels and a run of zetdip-cad.
 #ifndef ZETDIP_TESTS_HOST_FIXTURES_H
 #define ZETDIP_TESTS_HOST_FIXTURES_H
 
@@ -31,6 +30,7 @@ public:
         static std::atomic<int> nCounter{0};
         dir_ = std::filesystem::temp_directory_path() /
                ("zetdip-io-" + std::to_string(::getpid()) + "-" + std::to_string(nCounter++));
+        std::filesystem::remove_all(dir_);  // left by an earlier process of the same id
         std::filesystem::create_directories(dir_);
     }
     ~TempDir() {

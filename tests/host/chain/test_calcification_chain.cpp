@@ -2,12 +2,11 @@
 // development set, and MG1's marks on the breast.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <filesystem>
-#include <fstream>
 
 #include "calcification_chain.h"
 #include "host/fixtures.h"
+#include "io/read_image.h"
 #include "report/evaluation.h"
 
 namespace {
@@ -37,19 +36,17 @@ TEST(MiasDevelopmentSet, SevenClustersAtHalfAFalseClusterPerImage) {
         if (images.empty() || images.back() != t.image) images.push_back(t.image);
     for (const auto& n : ReadNameList(dir + "normals.txt")) images.push_back(n.substr(0, 6));
     FrocPoint total;
+    ReadOptions o;
+    o.pixelSize = 0.2;
     for (const auto& name : images) {
-        std::ifstream in(dir + name + ".pgm", std::ios::binary);
-        std::string magic;
-        int W = 0, H = 0, nMax = 0;
-        in >> magic >> W >> H >> nMax;
-        in.get();
-        ASSERT_EQ(W, 1024) << name;
-        std::vector<unsigned short> words(static_cast<std::size_t>(W) * H);
-        for (auto& w : words) w = static_cast<unsigned short>(in.get() << 4);
+        const Image pgm = ReadImage(dir + name + ".pgm", o);
+        ASSERT_EQ(pgm.nWidth, 1024) << name;
+        std::vector<unsigned short> words(pgm.bytes.begin(), pgm.bytes.end());
+        for (auto& w : words) w = static_cast<unsigned short>(w << 4);
         std::vector<TruthCluster> mine;
         for (const auto& t : truth)
             if (t.image == name) mine.push_back(t);
-        const ImageScore s = ScoreImage(Detect(words, W, H, 0.2), mine);
+        const ImageScore s = ScoreImage(Detect(words, pgm.nWidth, pgm.nHeight, 0.2), mine);
         ++total.nImages;
         total.nClusters += s.nClusters;
         total.nFound += s.nFound;

@@ -1,9 +1,8 @@
-// The working frame: cropping a film's zero padding, reversing the rows,
-// mapping back to the file's pixel frame.
+// The working frame: the box of the film, its rows reversed or not, mapped
+// to and from the file's pixel frame.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 
 #include "frame.h"
 
@@ -39,22 +38,6 @@ TEST(Frame, MapsEveryWorkingPixelToItsFileSampleAndBack) {
         EXPECT_EQ(back[f.FileIndex(4, bFlip ? 4 : 1)], 255);
         EXPECT_EQ(back[f.FileIndex(7, bFlip ? 1 : 4)], 255);
     }
-}
-
-TEST(FindContent, CropsZeroColumnsDespiteStraySamples) {
-    // A film in a zero matrix, one bright sample in the first column as
-    // scanners leave them, and a narrow strip beyond a gap.
-    const int W = 300, H = 200;
-    std::vector<unsigned char> image(W * H, 0);
-    std::mt19937 random(7);
-    for (int y = 0; y < H; ++y)
-        for (int x = 0; x < W; ++x)
-            if ((x >= 40 && x < 240) || x >= 290)
-                image[y * W + x] = static_cast<unsigned char>(1 + random() % 200);
-    image[5 * W] = 255;
-    const Box box = FindContent(image.data(), W, H);
-    EXPECT_EQ((std::vector<int>{box.left, box.top, box.width, box.height}),
-              (std::vector<int>{40, 0, 200, H}));
 }
 
 }  // namespace
