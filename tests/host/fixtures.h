@@ -1,6 +1,5 @@
-// What the host tests share: a scratch directory, whole files as text, the
-// check of an Error's file and cause, small synthetic mammograms, MG1's
-// decoded pixels and one run of zetdip-cad.
+// What the host tests share: a scratch directory, files as text, the check of
+// an Error, small synthetic mammograms, MG1's pixels and a run of zetdip-cad.
 #ifndef ZETDIP_TESTS_HOST_FIXTURES_H
 #define ZETDIP_TESTS_HOST_FIXTURES_H
 
@@ -31,7 +30,7 @@ public:
         static std::atomic<int> nCounter{0};
         dir_ = std::filesystem::temp_directory_path() /
                ("zetdip-io-" + std::to_string(::getpid()) + "-" + std::to_string(nCounter++));
-        std::filesystem::remove_all(dir_);
+        std::filesystem::remove_all(dir_);  // left by an earlier process of the same id
         std::filesystem::create_directories(dir_);
     }
     ~TempDir() {
@@ -46,12 +45,6 @@ public:
     std::string Write(const std::string& name, const std::string& contents) const {
         std::ofstream(Path(name), std::ios::binary) << contents;
         return Path(name);
-    }
-    std::vector<std::string> Files() const {
-        std::vector<std::string> names;
-        for (const auto& e : std::filesystem::directory_iterator(dir_))
-            names.push_back(e.path().filename().string());
-        return names;
     }
 
 private:
@@ -83,16 +76,13 @@ void ExpectError(F f, const std::string& path, const std::string& cause) {
 }
 
 // A synthetic mammogram as a file brings it (rows top-down, 12 bits, its
-// facts filled in), by default 60 x 80 mm at 0.1 mm with one cluster of six.
-inline Image Phantom(unsigned nSeed = 1, bool bRight = false, double dPixelSize = 0.1,
+// facts filled in), 60 x 80 mm at 0.1 mm with one cluster of six, or at the
+// given pixel size and size.
+inline Image Phantom(unsigned nSeed, bool bRight = false, double dPixelSize = 0.1,
                      double dWidthMm = 60.0, double dHeightMm = 80.0) {
     phantom::Options o;
-    o.nSeed = nSeed;
-    o.bBreastOnRight = bRight;
-    o.dPixelSize = dPixelSize;
-    o.dWidthMm = dWidthMm;
-    o.dHeightMm = dHeightMm;
-    o.clusterSizes = {6};
+    o.nSeed = nSeed, o.bBreastOnRight = bRight, o.dPixelSize = dPixelSize;
+    o.dWidthMm = dWidthMm, o.dHeightMm = dHeightMm, o.clusterSizes = {6};
     return SyntheticImage(phantom::MakeMammogram(o));
 }
 

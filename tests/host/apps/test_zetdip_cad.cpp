@@ -12,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "calcification_candidates.h"
 #include "host/fixtures.h"
 #include "host/report/sr_reader.h"
 #include "io/write_image.h"
@@ -79,45 +78,23 @@ TEST(ZetdipCad, PgmFilmBesideAMissingFileGivesItsResultsInTheFileFrame) {
 // stderr naming what failed, a non-zero exit (1 for a file, the parser's
 // code >= 2 for the command line), nothing on stdout and nothing in the
 // output directory, which bad options never make.
-TEST(ZetdipCad, HelpVersionAndEachRefusalIsOneLineAndNoOutput) {
+TEST(ZetdipCad, EachRefusalIsOneLineAndNoOutput) {
     TempDir dir;
     WritePhantomPgm(dir, "film.pgm");
-    const std::string pgm = ReadText(dir.Path("film.pgm"));
-    dir.Write("small.raw", std::string(1000, '\0'));
     dir.Write("blocker", "x");
-    zetdip::host::DicomFixture plain;  // a DICOM picture that is not a mammogram
-    plain.nWidth = 100;
-    plain.nHeight = 80;
-    plain.nBitsAllocated = plain.nBitsStored = 8;
-    plain.nHighBit = 7;
-    for (int i = 0; i < 100 * 80; ++i) plain.bytes.push_back(static_cast<unsigned char>(i % 251));
-    plain.modality = "OT";
-    plain.sopClassUid = "1.2.840.10008.5.1.4.1.1.7";
-    zetdip::host::WriteDicom(dir.Path("plain.dcm"), plain);
-
-    Outcome r = RunCad(dir, "detect --help");
-    EXPECT_EQ(r.code, 0);
-    EXPECT_NE(r.out.find("--pixel-size"), std::string::npos);
-    EXPECT_EQ(RunCad(dir, "--version").code, 0);
+    Outcome r;
 
     const struct {
         const char* args;    // after "detect"; --out o --quiet follow unless --out is given
         const char* prefix;  // of the line after "zetdip-cad: "; "": a usage error
     } kCases[] = {
         {"missing.pgm --pixel-size 0.2", "missing.pgm: "},
-        {"small.raw --width 20 --height 25 --pixel-size 0.1", "small.raw: "},  // too small
-        {"plain.dcm --pixel-size 0.1", "plain.dcm: not a mammogram"},
         {"film.pgm", "film.pgm: no pixel size in the file; pass --pixel-size"},
         // A directory under a regular file: what is left to simulate no
         // permission when the tests run as root.
         {"film.pgm missing.pgm --pixel-size 0.2 --out blocker/sub", "blocker/sub: "},
         {"--pixel-size 0.2", ""},  // no file
         {"film.pgm --pixel-size 256px", ""},
-        {"film.pgm --pixel-size 0", ""},
-        {"film.pgm --bits 17", ""},
-        {"film.pgm --laterality X", ""},
-        {"film.pgm --raw-size 0x10", ""},
-        {"film.pgm --width 10", ""},
         {"film.pgm --raw-size 9x9 --width 9", ""},
     };
     for (const auto& c : kCases) {
@@ -135,11 +112,6 @@ TEST(ZetdipCad, HelpVersionAndEachRefusalIsOneLineAndNoOutput) {
             << c.args;
     }
     EXPECT_EQ(ReadText(dir.Path("blocker")), "x");
-    EXPECT_EQ(ReadText(dir.Path("film.pgm")), pgm);
-    // A missing output directory is made, however deep.
-    r = RunCad(dir, "detect film.pgm --pixel-size 0.2 --out new/deeper --quiet");
-    EXPECT_EQ(r.code, 0) << r.err;
-    EXPECT_TRUE(fs::exists(dir.Path("new/deeper/film.json")));
 }
 
 // The digitised film as DICOM (tags: laterality, Patient Orientation) and
@@ -170,49 +142,16 @@ TEST(ZetdipCad, RealFilmSameClustersFromDicomAndItsDecodedPixels) {
     }
 }
 
-// evaluate on a folder: the truth circle around a detected cluster is
-// found, one far from every circle is missed, every other circle (the
-// normal's included) is false; the FROC row at the default point says so.
-TEST(ZetdipCadEvaluate, FolderWithTruthAndNormalsScoresFoundMissedAndFalse) {
-    TempDir dir;
-    zetdip::host::WriteDicom(dir.Path("film.dcm"), Phantom(4));
-    zetdip::host::WriteDicom(dir.Path("normal.dcm"), Phantom(7));
-    ASSERT_EQ(RunCad(dir, "detect film.dcm normal.dcm --out d --quiet").code, 0);
-    const auto film = nlohmann::json::parse(ReadText(dir.Path("d/film.json")));
-    const auto normal = nlohmann::json::parse(ReadText(dir.Path("d/normal.json")));
-    ASSERT_FALSE(film["clusters"].empty());
-    const double x = film["clusters"][0]["x"], y = film["clusters"][0]["y"];
-    dir.Write("truth.csv", "refnum,x,y_top_origin,radius_px\nfilm," + std::to_string(x) + "," +
-                               std::to_string(y) + ",40\nfilm,1,1,2\n");
-    dir.Write("normals.txt", "normal\n");
-    char point[16];
-    std::snprintf(point, sizeof point, "%.2f", zetdip::host::kDefaultCandidateThreshold);
-    fs::remove_all(dir.Path("d"));
-    Outcome r = RunCad(dir, std::string("evaluate . --truth truth.csv --normals normals.txt ") +
-                                "--whole-chain --thresholds 3.0 " + point);
-    ASSERT_EQ(r.code, 0) << r.err;
-    const int nFalse = static_cast<int>(film["clusters"].size() - 1 + normal["clusters"].size());
-    char expected[64];
-    std::snprintf(expected, sizeof expected, "1/2        0.500 %12.3f", nFalse / 2.0);
-    std::string row;  // "     5.50    1/2        0.500        0.500"
-    for (const auto& line : Lines(r.out))
-        if (line.find(point) == line.find_first_not_of(' ') && line.find('/') != std::string::npos)
-            row = line;
-    EXPECT_NE(row.find(expected), std::string::npos) << r.out;
-}
-
 // detect --sr beside a DICOM result holds the JSON's clusters and passes the
-// validator; other inputs get a warning instead. batch --report writes a page
-// with a row per image, and the report command writes it again.
+// validator. batch --report writes a page with a row per image, and the
+// report command writes it again.
 TEST(ZetdipCadReports, SrBesideDicomResultsAndTheBatchPage) {
     TempDir dir;
     const zetdip::host::Image image = Phantom(4, false);
     fs::create_directories(dir.Dir() / "in" / "right");
     zetdip::host::WriteDicom(dir.Path("in/m.dcm"), image);
     zetdip::host::WriteDicom(dir.Path("in/right/r.dcm"), Phantom(8, true));
-    zetdip::host::WritePngGrey16(dir.Path("p.png"), image.words.data(), image.nWidth,
-                                 image.nHeight);
-    Outcome r = RunCad(dir, "detect in/m.dcm p.png --pixel-size 0.1 --sr --out o");
+    Outcome r = RunCad(dir, "detect in/m.dcm --sr --out o");
     ASSERT_EQ(r.code, 0) << r.err;
     EXPECT_NE(r.out.find("o/m.sr.dcm"), std::string::npos) << r.out;
     const auto json = nlohmann::json::parse(ReadText(dir.Path("o/m.json")));
@@ -222,25 +161,17 @@ TEST(ZetdipCadReports, SrBesideDicomResultsAndTheBatchPage) {
     ASSERT_TRUE(reader.Read());
     const gdcm::DataSet& ds = reader.GetFile().GetDataSet();
     EXPECT_EQ(zetdip::test::Value(ds, 0x0008, 0x0016), "1.2.840.10008.5.1.4.1.1.88.50");
-    // The summary code says that something was found.
-    const auto top = zetdip::test::Items(ds, 0x0040, 0xa730);
-    ASSERT_EQ(top.size(), 4u);
-    EXPECT_EQ(
-        zetdip::test::Value(zetdip::test::Items(top[1], 0x0040, 0xa168).at(0), 0x0008, 0x0100),
-        "111242");
-    zetdip::test::ReadBack back;
+    std::vector<zetdip::host::SrCluster> back;
     zetdip::test::CollectFindings(ds, back);
-    ASSERT_EQ(back.clusters.size(), json["clusters"].size());
-    for (std::size_t i = 0; i < back.clusters.size(); ++i) {
-        EXPECT_NEAR(back.clusters[i].x, json["clusters"][i]["x"].get<double>(), 1e-3);
-        EXPECT_NEAR(back.clusters[i].y, json["clusters"][i]["y"].get<double>(), 1e-3);
-        EXPECT_NEAR(back.clusters[i].radius, json["clusters"][i]["radius"].get<double>(), 1e-3);
-        EXPECT_EQ(back.clusters[i].members, json["clusters"][i]["members"].get<int>());
+    ASSERT_EQ(back.size(), json["clusters"].size());
+    for (std::size_t i = 0; i < back.size(); ++i) {
+        const auto& c = json["clusters"][i];
+        EXPECT_NEAR(back[i].x, c["x"].get<double>(), 1e-3);
+        EXPECT_NEAR(back[i].y, c["y"].get<double>(), 1e-3);
+        EXPECT_NEAR(back[i].radius, c["radius"].get<double>(), 1e-3);
+        EXPECT_EQ(back[i].members, c["members"].get<int>());
     }
     EXPECT_EQ(zetdip::test::ValidatorErrors(dir.Path("o/m.sr.dcm")), std::vector<std::string>{});
-    EXPECT_FALSE(fs::exists(dir.Path("o/p.sr.dcm")));
-    const auto png = nlohmann::json::parse(ReadText(dir.Path("o/p.json")));
-    EXPECT_NE(png["warnings"].dump().find("no structured report"), std::string::npos);
 
     r = RunCad(dir, "batch in --out b --sr --report --progress none");
     ASSERT_EQ(r.code, 0) << r.err;

@@ -1,12 +1,10 @@
-// The working frame: cropping a film's zero padding, reversing the rows,
-// mapping back to the file's pixel frame; and the preparation's own crop.
+// The working frame: the box of the film, its rows reversed or not, mapped
+// to and from the file's pixel frame.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 
 #include "frame.h"
-#include "preparation.h"
 
 namespace {
 
@@ -40,38 +38,6 @@ TEST(Frame, MapsEveryWorkingPixelToItsFileSampleAndBack) {
         EXPECT_EQ(back[f.FileIndex(4, bFlip ? 4 : 1)], 255);
         EXPECT_EQ(back[f.FileIndex(7, bFlip ? 1 : 4)], 255);
     }
-}
-
-TEST(FindContent, CropsZeroColumnsDespiteStraySamplesAndKeepsBlankImages) {
-    // A film in a zero matrix, one bright sample in the first column as
-    // scanners leave them, and a narrow strip beyond a gap.
-    const int W = 300, H = 200;
-    std::vector<unsigned char> image(W * H, 0);
-    std::mt19937 random(7);
-    for (int y = 0; y < H; ++y)
-        for (int x = 0; x < W; ++x)
-            if ((x >= 40 && x < 240) || x >= 290)
-                image[y * W + x] = static_cast<unsigned char>(1 + random() % 200);
-    image[5 * W] = 255;
-    Box box = FindContent(image.data(), W, H);
-    EXPECT_EQ((std::vector<int>{box.left, box.top, box.width, box.height}),
-              (std::vector<int>{40, 0, 200, H}));
-    const std::vector<unsigned short> blank(64 * 32, 0);  // kept whole
-    box = FindContent(blank.data(), 64, 32);
-    EXPECT_EQ(box.width * 1000 + box.height, 64 * 1000 + 32);
-}
-
-TEST(FindZeroPadding, CropsNoisyZeroColumnsAndRowsOnly) {
-    const int W = 40, H = 130;
-    std::vector<unsigned short> image(W * H, 0);
-    for (int y = 3; y < 28; ++y)
-        for (int x = 5; x < 33; ++x) image[y * W + x] = 900;
-    image[0] = 80;              // a speck in the padding, below 4096 / 40
-    image[10 * W + 36] = 3000;  // one bright sample in a column of 130: not film either
-    const Rect r = FindZeroPadding(image.data(), W, H, 12);
-    EXPECT_EQ((std::vector<int>{r.x0, r.y0, r.nWidth, r.nHeight}),
-              (std::vector<int>{5, 3, 28, 25}));
-    EXPECT_EQ(CropImage(image.data(), W, r), std::vector<unsigned short>(28 * 25, 900));
 }
 
 }  // namespace

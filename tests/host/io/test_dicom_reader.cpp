@@ -3,7 +3,6 @@
 // the project.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -17,7 +16,6 @@ namespace zetdip::host {
 namespace {
 
 using testing::ExpectError;
-using testing::ReadText;
 using testing::TempDir;
 
 constexpr const char* kExplicitLittle = "1.2.840.10008.1.2.1";
@@ -75,27 +73,11 @@ Image WriteAndRead(const std::string& path, const DicomFixture& f) {
     return ReadImage(path, ReadOptions{});
 }
 
-// Side, view, orientation and intent with their sources, on one line.
-std::string Facts(const Image& image) {
-    std::string s = image.laterality
-                        ? std::string(image.laterality->value == Laterality::Left ? "L " : "R ") +
-                              image.laterality->source
-                        : "-";
-    s += ", " + (image.view ? image.view->value + " " + image.view->source : "-");
-    s += ", " + image.patientOrientationRow + image.patientOrientationColumn + ", ";
-    return s + (!image.forProcessing ? "?" : *image.forProcessing ? "processing" : "presentation");
-}
-
 TEST(DicomGreyLevels, every_layout_and_lossless_syntax_reads_back_the_library_form) {
     TempDir dir;
-    const Layout kLayouts[] = {{12, 11, false, false},
-                               {14, 13, false, true},
-                               {12, 11, true, false},
-                               {14, 13, true, true},
-                               {16, 15, false, false},
-                               // below the word's high bit: shifted down on reading
-                               {12, 15, false, false},
-                               {12, 13, true, true}};
+    // The last is below the word's high bit: shifted down on reading.
+    const Layout kLayouts[] = {
+        {12, 11, false, false}, {14, 13, true, true}, {16, 15, false, false}, {12, 13, true, true}};
     for (const Layout& l : kLayouts) {
         std::vector<unsigned short> values = Small().words;
         for (auto& v : values) v = static_cast<unsigned short>(v << (l.nBitsStored - 12));
@@ -163,7 +145,7 @@ TEST(DicomGreyLevels, hand_worked_signed_inverted_shifted_rescaled_and_8bit_samp
     }
 }
 
-TEST(DicomFacts, pixel_size_in_order_of_preference_and_the_override) {
+TEST(DicomFacts, pixel_size_in_order_of_preference) {
     TempDir dir;
     const std::string path = dir.Path("f.dcm");
     DicomFixture f = Plain({1, 2}, 2, 1);
@@ -186,90 +168,32 @@ TEST(DicomFacts, pixel_size_in_order_of_preference_and_the_override) {
         EXPECT_EQ(image.columnSpacing->source, e.source);
         f.attributes.pop_back();
     }
-    ReadOptions o;
-    o.pixelSize = 0.07;
-    const Image overridden = ReadImage(path, o);
-    EXPECT_EQ(overridden.rowSpacing->value, 0.07);
-    EXPECT_EQ(overridden.rowSpacing->source, "--pixel-size");
 }
 
-TEST(DicomFacts, side_view_orientation_intent_and_the_image_writer_round_trip) {
-    TempDir dir;
-    const std::string path = dir.Path("f.dcm");
-    DicomFixture f = Plain({1, 2}, 2, 1);
-    f.attributes.insert(f.attributes.end(), {{"ImageLaterality", "R"},
-                                             {"Laterality", "L"},
-                                             {"ViewPosition", "MLO"},
-                                             {"PatientOrientation", "P\\L"},
-                                             {"PresentationIntentType", "FOR PROCESSING"}});
-    f.viewCodeValue = "R-10242";
-    f.viewCodeMeaning = "cranio-caudal";
-    EXPECT_EQ(Facts(WriteAndRead(path, f)), "R ImageLaterality, MLO ViewPosition, PL, processing");
-
-    // An Image written by the program's writer reads back with its facts.
-    Image small = Small();
-    small.rowSpacing = small.columnSpacing = Fact<double>{0.5, "--pixel-size"};
-    small.laterality = Fact<Laterality>{Laterality::Right, "image"};
-    small.view = Fact<std::string>{"CC", "image"};
-    small.patientOrientationRow = "A";
-    small.patientOrientationColumn = "R";
-    for (const char* ts : {"", kJpeg2000}) {
-        WriteDicom(path, small, ts);
-        const Image back = ReadImage(path, ReadOptions{});
-        EXPECT_EQ(back.words, small.words);
-        EXPECT_EQ(back.rowSpacing->value, 0.5);
-        EXPECT_EQ(Facts(back), "R ImageLaterality, CC ViewPosition, AR, presentation");
-    }
-}
-
-// A 2 x 1 plain mammogram changed in one way: the reader refuses it, or the
-// writer does and leaves nothing behind.
+// A 2 x 1 plain mammogram changed in one way: the reader refuses it.
 TEST(DicomRefusals, each_names_the_file_and_the_cause) {
     TempDir dir;
     using Edit = void (*)(DicomFixture&);
     const struct {
         const char* cause;
         Edit edit;
-        bool bWriter;
     } kCases[] = {
         // A digitised film under another modality must say it shows the breast.
         {"not a mammogram: modality RG",
-         [](DicomFixture& f) { f.modality = "RG", f.sopClassUid = "1.2.840.10008.5.1.4.1.1.7"; },
-         false},
+         [](DicomFixture& f) { f.modality = "RG", f.sopClassUid = "1.2.840.10008.5.1.4.1.1.7"; }},
         {"multi-frame image (2 frames)",
          [](DicomFixture& f) {
              f.nFrames = 2, f.words = {1, 2, 3, 4};
-         },
-         false},
-        {"colour image (RGB, 3 samples",
-         [](DicomFixture& f) {
-             f.nSamplesPerPixel = 3, f.photometric = "RGB";
-             f.nBitsAllocated = f.nBitsStored = 8, f.nHighBit = 7;
-             f.words.clear(), f.bytes = {1, 2, 3, 4, 5, 6};
-         },
-         false},
-        {"high bit 10 is below bits stored - 1 (11)", [](DicomFixture& f) { f.nHighBit = 10; },
-         false},
+         }},
         {"no pixel size in the file; pass --pixel-size",
-         [](DicomFixture& f) { f.attributes.clear(); }, false},
-        {"unknown transfer syntax 1.2.3.4",
-         [](DicomFixture& f) { f.transferSyntaxUid = "1.2.3.4"; }, true},
-        {"smaller than 16 x 16", [](DicomFixture& f) { f.transferSyntaxUid = kJpeg2000; }, true},
-        {"has 3 samples, its size needs 4",
-         [](DicomFixture& f) {
-             f.nHeight = 2, f.words = {1, 2, 3};
-         },
-         true},
+         [](DicomFixture& f) { f.attributes.clear(); }},
     };
     for (const auto& c : kCases) {
         DicomFixture f = Plain({1, 2}, 2, 1);
         c.edit(f);
         const std::string path = dir.Path(std::string(c.cause).substr(0, 12) + ".dcm");
         ExpectError([&] { WriteAndRead(path, f); }, path, c.cause);
-        EXPECT_EQ(std::filesystem::exists(path), !c.bWriter) << c.cause;
     }
-    for (const std::string& name : dir.Files())
-        EXPECT_EQ(name.find(".tmp"), std::string::npos) << name;
     // Taken: a breast film under another modality.
     DicomFixture f = Plain({1, 2}, 2, 1);
     f.modality = "RG";
@@ -278,41 +202,20 @@ TEST(DicomRefusals, each_names_the_file_and_the_cause) {
     EXPECT_EQ(WriteAndRead(dir.Path("rg.dcm"), f).words, f.words);
 }
 
-// Cut short: an Error, never a stop or a half-read image.
-TEST(DicomRefusals, truncated_files_end_in_an_error) {
-    TempDir dir;
-    for (const char* ts : {kExplicitLittle, kJpeg2000}) {
-        SCOPED_TRACE(ts);
-        WriteDicom(dir.Path("full.dcm"), Store(Small().words, {12, 11, false, false}, ts));
-        const std::string whole = ReadText(dir.Path("full.dcm"));
-        for (std::size_t n : {std::size_t{600}, whole.size() / 2, whole.size() - 40})
-            EXPECT_THROW(ReadImage(dir.Write("cut.dcm", whole.substr(0, n)), ReadOptions{}), Error)
-                << "cut at " << n;
-    }
-}
-
-TEST(DicomRealFiles, mg1_jpeg2000_equals_its_raw_decoding_and_lossy_jpeg_is_close) {
+TEST(DicomRealFiles, mg1_jpeg2000_equals_its_raw_decoding) {
     const std::string j2k = testing::Shared("mg1/MG1_J2KI.dcm");
-    const std::string jpeg = testing::Shared("mg1/MG1_JPLY.dcm");
-    if (!std::filesystem::exists(j2k) || !std::filesystem::exists(jpeg))
-        GTEST_SKIP() << "no shared data";
+    if (!std::filesystem::exists(j2k)) GTEST_SKIP() << "no shared data";
     const std::vector<unsigned short> raw = testing::Mg1Raw();
     ASSERT_EQ(raw.size(), 3064u * 4664u);
-    Image image = ReadImage(j2k, ReadOptions{});
+    const Image image = ReadImage(j2k, ReadOptions{});
     EXPECT_EQ(image.nBitsStored, 12);
-    EXPECT_EQ(Facts(image), "L Laterality, MLO ViewPosition, AF, ?");
+    ASSERT_TRUE(image.laterality && image.view);
+    EXPECT_EQ(image.laterality->source + image.view->value, "LateralityMLO");
+    EXPECT_EQ(image.patientOrientationRow + image.patientOrientationColumn, "AF");
     EXPECT_TRUE(image.words == raw);
     ASSERT_TRUE(image.rowSpacing);
     EXPECT_EQ(image.rowSpacing->value, 0.05);
     EXPECT_EQ(image.rowSpacing->source, "SpatialResolution");
-
-    // A lossy coding of the same film: measured mean absolute difference 13.25.
-    image = ReadImage(jpeg, ReadOptions{});
-    ASSERT_EQ(image.words.size(), raw.size());
-    double dSum = 0.0;
-    for (std::size_t i = 0; i < raw.size(); ++i)
-        dSum += std::abs(static_cast<int>(image.words[i]) - static_cast<int>(raw[i]));
-    EXPECT_LT(dSum / static_cast<double>(raw.size()), 14.5);
 }
 
 }  // namespace

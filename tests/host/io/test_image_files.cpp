@@ -39,20 +39,14 @@ std::vector<unsigned> Samples(const Image& image) {
     return {image.words.begin(), image.words.end()};
 }
 
-TEST(PngFiles, round_trips_at_sizes_that_break_loops_with_bits_from_the_samples) {
+TEST(PngFiles, round_trips_with_bits_from_the_samples) {
     TempDir dir;
     const std::string path = dir.Path("g.png");
-    for (auto [w, h] : {std::pair{1, 3}, {67, 33}}) {
-        const auto pixels = RandomImage<unsigned char>(w, h, 0, 255, w * 100 + h);
-        WritePngGrey8(path, pixels.data(), w, h);
-        const Image image = ReadImage(path, With(0.07));
-        EXPECT_EQ(image.format, "PNG");
-        EXPECT_EQ(image.nWidth * 1000 + image.nHeight, w * 1000 + h);
-        EXPECT_EQ(image.nBitsStored, 8);
-        EXPECT_TRUE(image.bytes == pixels && image.words.empty());
-        ASSERT_TRUE(image.rowSpacing && image.columnSpacing);
-        EXPECT_EQ(image.rowSpacing->value, 0.07);
-    }
+    const auto bytes = RandomImage<unsigned char>(67, 33, 0, 255, 3);
+    WritePngGrey8(path, bytes.data(), 67, 33);
+    const Image image = ReadImage(path, With(0.07));
+    EXPECT_TRUE(image.bytes == bytes && image.nWidth == 67 && image.nBitsStored == 8);
+    EXPECT_EQ(image.rowSpacing->value, 0.07);
     // 16 bits: bits stored follow the largest sample or the option.
     auto pixels = RandomImage<unsigned short>(67, 33, 0, 4095, 5);
     pixels[100] = 4095;
@@ -63,67 +57,34 @@ TEST(PngFiles, round_trips_at_sizes_that_break_loops_with_bits_from_the_samples)
 }
 
 struct TiffSpec {
-    int nWidth = 0, nHeight = 0, nBits = 8, nSamples = 1;
-    int nPhotometric = 1;  // 0 min-is-white, 1 min-is-black, 2 RGB
-    bool bBigEndian = false, bTiled = false;
-    std::vector<unsigned> samples;  // row-major, samples interleaved
+    int nWidth = 0, nHeight = 0, nBits = 8;
+    int nPhotometric = 1;           // 0 min-is-white, 1 min-is-black
+    std::vector<unsigned> samples;  // row-major
 };
 
-// The bytes of an uncompressed TIFF in one strip, or in 16 x 16 tiles
-// padded with zeros at the image's edges.
+// The bytes of an uncompressed little-endian TIFF in one strip.
 std::string MakeTiff(const TempDir& dir, const TiffSpec& t) {
     const std::string path = dir.Path("made.tif");
-    TIFF* tif = TIFFOpen(path.c_str(), t.bBigEndian ? "wb" : "wl");
+    TIFF* tif = TIFFOpen(path.c_str(), "wl");
     TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, t.nWidth);
     TIFFSetField(tif, TIFFTAG_IMAGELENGTH, t.nHeight);
     TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, t.nBits);
-    TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, t.nSamples);
+    TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
     TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, t.nPhotometric);
-    TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-    const int nTile = t.bTiled ? 16 : 0, nPixel = t.nSamples * t.nBits / 8;
-    // Pixels (x, y) .. (x + w - 1, y + h - 1), zero outside the image.
-    auto block = [&](int x0, int y0, int w, int h) {
-        std::vector<unsigned char> out;
-        for (int y = y0; y < y0 + h; ++y)
-            for (int x = x0; x < x0 + w; ++x)
-                for (int s = 0; s < t.nSamples; ++s) {
-                    const unsigned v =
-                        x < t.nWidth && y < t.nHeight
-                            ? t.samples[(static_cast<std::size_t>(y) * t.nWidth + x) * t.nSamples +
-                                        s]
-                            : 0;
-                    const std::uint16_t w16 = static_cast<std::uint16_t>(v);
-                    const auto* p = reinterpret_cast<const unsigned char*>(&w16);
-                    out.insert(out.end(), p, p + t.nBits / 8);
-                }
-        return out;
-    };
-    if (t.bTiled) {
-        TIFFSetField(tif, TIFFTAG_TILEWIDTH, nTile);
-        TIFFSetField(tif, TIFFTAG_TILELENGTH, nTile);
-        for (int y = 0; y < t.nHeight; y += nTile)
-            for (int x = 0; x < t.nWidth; x += nTile)
-                TIFFWriteTile(tif, block(x, y, nTile, nTile).data(), static_cast<std::uint32_t>(x),
-                              static_cast<std::uint32_t>(y), 0, 0);
-    } else {
-        TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, t.nHeight);
-        TIFFWriteEncodedStrip(tif, 0, block(0, 0, t.nWidth, t.nHeight).data(),
-                              static_cast<tmsize_t>(t.nWidth) * t.nHeight * nPixel);
-    }
+    TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, t.nHeight);
+    std::vector<unsigned char> strip;
+    for (unsigned v : t.samples)
+        for (int b = 0; b < t.nBits; b += 8) strip.push_back(static_cast<unsigned char>(v >> b));
+    TIFFWriteEncodedStrip(tif, 0, strip.data(), static_cast<tmsize_t>(strip.size()));
     TIFFClose(tif);
     return ReadText(path);
 }
 
 TEST(ImageFiles, files_written_by_hand_read_back_their_samples) {
     TempDir dir;
-    TiffSpec t8{3, 2, 8, 1, 1, false, false, {0, 1, 2, 128, 254, 255}};
-    TiffSpec white = t8;
-    white.nPhotometric = 0;  // min-is-white: inverted so that dense tissue is bright
-    TiffSpec t16{3, 2, 16, 1, 1, false, false, {0, 4095, 0x0102, 1000, 17, 2048}};
-    TiffSpec big = t16;
-    big.bBigEndian = true;
-    TiffSpec tiled{37, 18, 16, 1, 1, false, true, {}};  // tiles cut at the image edges
-    for (int i = 0; i < 37 * 18; ++i) tiled.samples.push_back(static_cast<unsigned>(i * 7 % 1000));
+    const TiffSpec t8{3, 2, 8, 1, {0, 1, 2, 128, 254, 255}};
+    const TiffSpec white{3, 2, 8, 0, t8.samples};  // inverted so that dense tissue is bright
+    const TiffSpec t16{3, 2, 16, 1, {0, 4095, 0x0102, 1000, 17, 2048}};
     const struct {
         std::string contents;
         const char* format;
@@ -138,8 +99,7 @@ TEST(ImageFiles, files_written_by_hand_read_back_their_samples) {
         {"P2\n2 3\n# comment\n1023\n0 1\n2 1023\n512 7\n", "PGM", 10, {0, 1, 2, 1023, 512, 7}},
         {MakeTiff(dir, t8), "TIFF", 8, t8.samples},
         {MakeTiff(dir, white), "TIFF", 8, {255, 254, 253, 127, 1, 0}},
-        {MakeTiff(dir, big), "TIFF", 12, t16.samples},
-        {MakeTiff(dir, tiled), "TIFF", 10, tiled.samples},
+        {MakeTiff(dir, t16), "TIFF", 12, t16.samples},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.contents.substr(0, 12));
@@ -173,36 +133,28 @@ TEST(ImageFiles, each_refusal_names_the_file_and_the_cause) {
         {"rgb.png", With(), "colour or alpha PNG (RGB)"},
         {"g12.png", With(0.1, 11), "sample value 4095 exceeds 11 bits"},
         {"r.raw", With(0.1, {}, 2, 2), "file size 12 bytes does not match 2 x 2"},
-        {"r.raw", With(0.1, {}, 1 << 20), "both its width and its height"},
         {"missing.png", With(), "No such file"},
-        {"", With(), "is a directory"},
         {"notes.txt", With(), "unknown file format"},
         {"a.pgm", ReadOptions{}, "no pixel size in the file; pass --pixel-size"},
         {"P5\n4 4\n255\n" + std::string(15, 'x'), With(), "truncated"},
         {"P5 100000 100000 255\n", With(), "exceeds 268435456 pixels"},
-        {"P5 2 1 70000\nabcd", With(), "outside 1..65535"},
-        {std::string("P5 2 1 1000\n\x03\xe9\x00\x00", 16), With(),
-         "exceeds the PGM maximum value 1000"},
     };
     int nPgm = 0;
     for (const auto& c : kCases) {
         const std::string path = c.file.rfind('P', 0) == 0
                                      ? dir.Write("bad" + std::to_string(nPgm++) + ".pgm", c.file)
-                                 : c.file.empty() ? dir.Dir().string()
-                                                  : dir.Path(c.file);
+                                     : dir.Path(c.file);
         ExpectError([&] { ReadImage(path, c.options); }, path, c.cause);
     }
 }
 
-// Cut short, or with a byte changed in the compressed data, a PNG is an
-// Error, never a crash or a half-read image.
-TEST(ImageFiles, truncated_or_corrupt_png_fails_cleanly) {
+// A byte changed in the compressed data: an Error, never a crash.
+TEST(ImageFiles, corrupt_png_fails_cleanly) {
     TempDir dir;
     const auto pixels = RandomImage<unsigned char>(64, 64, 0, 255, 2);
     WritePngGrey8(dir.Path("full.png"), pixels.data(), 64, 64);
     std::string png = ReadText(dir.Path("full.png"));
-    EXPECT_THROW(ReadImage(dir.Write("cut.png", png.substr(0, png.size() / 2)), With()), Error);
-    png[png.size() / 2] ^= 0x55;  // breaks the compressed data or its checksum
+    png[png.size() / 2] ^= 0x55;
     EXPECT_THROW(ReadImage(dir.Write("corrupt.png", png), With()), Error);
 }
 
@@ -222,7 +174,9 @@ TEST(AtomicWrite, replaces_whole_and_fails_naming_the_file_and_the_cause) {
     std::filesystem::create_directories(dir.Path("blocked/inside"));
     EXPECT_THROW(WriteFileAtomically(dir.Path("blocked"), "x"), Error);
     EXPECT_THROW(WritePngGrey8(dir.Path("x.png"), &pixel, 0, 1), Error);
-    auto files = dir.Files();
+    std::vector<std::string> files;
+    for (const auto& e : std::filesystem::directory_iterator(dir.Dir()))
+        files.push_back(e.path().filename().string());
     std::sort(files.begin(), files.end());
     EXPECT_EQ(files, (std::vector<std::string>{"blocked", "report.json"}));
 }

@@ -5,11 +5,9 @@
 #define ZETDIP_TESTS_HOST_REPORT_SR_READER_H
 
 #include <gdcmDataSet.h>
-#include <gdcmItem.h>
 #include <gdcmSequenceOfItems.h>
 
 #include <cmath>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -31,9 +29,9 @@ inline std::string Value(const gdcm::DataSet& ds, std::uint16_t g, std::uint16_t
 
 inline std::vector<gdcm::DataSet> Items(const gdcm::DataSet& ds, std::uint16_t g, std::uint16_t e) {
     std::vector<gdcm::DataSet> items;
-    const gdcm::Tag tag(g, e);
-    if (!ds.FindDataElement(tag)) return items;
-    gdcm::SmartPointer<gdcm::SequenceOfItems> sq = ds.GetDataElement(tag).GetValueAsSQ();
+    if (!ds.FindDataElement(gdcm::Tag(g, e))) return items;
+    gdcm::SmartPointer<gdcm::SequenceOfItems> sq =
+        ds.GetDataElement(gdcm::Tag(g, e)).GetValueAsSQ();
     for (gdcm::SequenceOfItems::SizeType i = 1; sq && i <= sq->GetNumberOfItems(); ++i)
         items.push_back(sq->GetItem(i).GetNestedDataSet());
     return items;
@@ -44,12 +42,8 @@ inline std::string ConceptName(const gdcm::DataSet& item) {
     return names.empty() ? "" : Value(names[0], 0x0008, 0x0100);
 }
 
-// The clusters found below item (centre pixel index, radius in pixels).
-struct ReadBack {
-    std::vector<zetdip::host::SrCluster> clusters;
-};
-
-inline void CollectFindings(const gdcm::DataSet& item, ReadBack& out) {
+// The clusters found below item: centre pixel index, radius in pixels, members.
+inline void CollectFindings(const gdcm::DataSet& item, std::vector<zetdip::host::SrCluster>& out) {
     for (const gdcm::DataSet& child : Items(item, 0x0040, 0xa730)) {
         if (ConceptName(child) == "111059") {
             zetdip::host::SrCluster c;
@@ -63,14 +57,12 @@ inline void CollectFindings(const gdcm::DataSet& item, ReadBack& out) {
                     property.GetDataElement(gdcm::Tag(0x0070, 0x0022)).GetByteValue();
                 std::vector<float> d(bv->GetLength() / 4);
                 std::memcpy(d.data(), bv->GetPointer(), d.size() * 4);
-                if (name == "111010") {
-                    c.x = d.at(0) - 0.5;
-                    c.y = d.at(1) - 0.5;
-                } else {
+                if (name == "111010")
+                    c.x = d.at(0) - 0.5, c.y = d.at(1) - 0.5;
+                else
                     c.radius = std::hypot(d.at(2) - d.at(0), d.at(3) - d.at(1));
-                }
             }
-            out.clusters.push_back(c);
+            out.push_back(c);
         }
         CollectFindings(child, out);
     }
