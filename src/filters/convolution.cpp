@@ -174,6 +174,82 @@ ZETDIP_TARGET_AVX2 int DoubleVectorsAvx2(T* pOut, const T* const* r, const __m25
     return i;
 }
 
+// Sixteen bytes at p as 16-bit ints.
+ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE __m256i LoadSixteen(const unsigned char* p) {
+    return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+}
+
+// Sixteen samples of a group of nCount taps, summed in int lanes, as four
+// vectors of doubles. Bytes sum in 16-bit lanes (nCount * 255 < 2^16 for
+// the groups of a 3x3 kernel), words in 32-bit lanes.
+template <int nCount, class T>
+ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE void GroupSixteen(const T* const* p, int i, __m256d* d) {
+    if constexpr (sizeof(T) == 1) {
+        __m256i s = LoadSixteen(p[0] + i);
+        for (int t = 1; t < nCount; ++t) s = _mm256_add_epi16(s, LoadSixteen(p[t] + i));
+        const __m256i lo = _mm256_cvtepu16_epi32(_mm256_castsi256_si128(s));
+        const __m256i hi = _mm256_cvtepu16_epi32(_mm256_extracti128_si256(s, 1));
+        d[0] = _mm256_cvtepi32_pd(_mm256_castsi256_si128(lo));
+        d[1] = _mm256_cvtepi32_pd(_mm256_extracti128_si256(lo, 1));
+        d[2] = _mm256_cvtepi32_pd(_mm256_castsi256_si128(hi));
+        d[3] = _mm256_cvtepi32_pd(_mm256_extracti128_si256(hi, 1));
+    } else {
+        __m256i lo = LoadEight(p[0] + i), hi = LoadEight(p[0] + i + 8);
+        for (int t = 1; t < nCount; ++t) {
+            lo = _mm256_add_epi32(lo, LoadEight(p[t] + i));
+            hi = _mm256_add_epi32(hi, LoadEight(p[t] + i + 8));
+        }
+        d[0] = _mm256_cvtepi32_pd(_mm256_castsi256_si128(lo));
+        d[1] = _mm256_cvtepi32_pd(_mm256_extracti128_si256(lo, 1));
+        d[2] = _mm256_cvtepi32_pd(_mm256_castsi256_si128(hi));
+        d[3] = _mm256_cvtepi32_pd(_mm256_extracti128_si256(hi, 1));
+    }
+}
+
+// Sixteen sums to samples: StoreFour's arithmetic, packed and stored at once.
+template <class T, bool kDivide, bool kOffset>
+ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE void StoreSixteen(T* p, const __m256d* sum, __m256d divisor,
+                                                          __m256d offset, __m256d top) {
+    __m128i q[4];
+    for (int j = 0; j < 4; ++j) {
+        __m256d v = kDivide ? _mm256_div_pd(sum[j], divisor) : sum[j];
+        if constexpr (kOffset) v = _mm256_add_pd(v, offset);
+        v = _mm256_min_pd(_mm256_max_pd(v, _mm256_setzero_pd()), top);
+        q[j] = _mm256_cvttpd_epi32(v);
+    }
+    const __m128i a = _mm_packus_epi32(q[0], q[1]), b = _mm_packus_epi32(q[2], q[3]);
+    if constexpr (sizeof(T) == 1) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_packus_epi16(a, b));
+    } else {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), a);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 8), b);
+    }
+}
+
+// The grouped sums for three groups of fixed sizes (the Gaussian's
+// corners, edges and centre: 4, 4, 1), sixteen samples at a time; sorted
+// holds the taps group after group. The sum may start from the first
+// product rather than from +0: the two differ only in the sign of a zero,
+// which the clamp and the truncation do not see.
+template <class T, bool kDivide, bool kOffset, int kSize0, int kSize1, int kSize2>
+ZETDIP_TARGET_AVX2 int GroupedFixedAvx2(T* pOut, const T* const* sorted, const double* pWeights,
+                                        int n, __m256d divisor, __m256d offset, __m256d top) {
+    const __m256d w0 = _mm256_set1_pd(pWeights[0]), w1 = _mm256_set1_pd(pWeights[1]),
+                  w2 = _mm256_set1_pd(pWeights[2]);
+    int i = 0;
+    for (; i + 16 <= n; i += 16) {
+        __m256d acc[4], d[4];
+        GroupSixteen<kSize0>(sorted, i, d);
+        for (int j = 0; j < 4; ++j) acc[j] = _mm256_mul_pd(w0, d[j]);
+        GroupSixteen<kSize1>(sorted + kSize0, i, d);
+        for (int j = 0; j < 4; ++j) acc[j] = _mm256_add_pd(acc[j], _mm256_mul_pd(w1, d[j]));
+        GroupSixteen<kSize2>(sorted + kSize0 + kSize1, i, d);
+        for (int j = 0; j < 4; ++j) acc[j] = _mm256_add_pd(acc[j], _mm256_mul_pd(w2, d[j]));
+        StoreSixteen<T, kDivide, kOffset>(pOut + i, acc, divisor, offset, top);
+    }
+    return i;
+}
+
 // The grouped sums of ExactInAnyOrder, eight samples at a time: the taps
 // sorted by group, each group's samples added in int lanes.
 template <class T, int N, bool kDivide>
@@ -191,6 +267,16 @@ ZETDIP_TARGET_AVX2 int GroupedVectorsAvx2(T* pOut, const T* const* r, const conv
         w[k] = _mm256_set1_pd(g.dWeight[k]);
     }
     int i = 0;
+    if constexpr (N == 9) {
+        if (g.nGroups == 3 && nEnd[0] == 4 && nEnd[1] == 8) {
+            const bool bOffset =
+                _mm256_movemask_pd(_mm256_cmp_pd(offset, _mm256_setzero_pd(), _CMP_NEQ_UQ)) != 0;
+            i = bOffset ? GroupedFixedAvx2<T, kDivide, true, 4, 4, 1>(pOut, sorted, g.dWeight, n,
+                                                                      divisor, offset, top)
+                        : GroupedFixedAvx2<T, kDivide, false, 4, 4, 1>(pOut, sorted, g.dWeight, n,
+                                                                       divisor, offset, top);
+        }
+    }
     for (; i + 8 <= n; i += 8) {
         __m256d a = _mm256_setzero_pd(), b = _mm256_setzero_pd();
         for (int k = 0, t = 0; k < g.nGroups; ++k) {
@@ -306,7 +392,13 @@ void FusedRun(T* pOut, const T* const* pRows, const double* pWeights, int nTaps,
         return FusedAvx2(pOut, pRows, pWeights, nTaps, n, dDivisor, dOffset, dMax, pPlan);
 #endif
     (void)path, (void)pPlan;
-    FusedBaseline(pOut, pRows, pWeights, nTaps, n, dDivisor, dOffset, dMax);
+    // The baseline sums go through a run-sized buffer.
+    for (int x0 = 0; x0 < n; x0 += kRun) {
+        const T* pRun[kFusedTaps];
+        for (int t = 0; t < nTaps && t < kFusedTaps; ++t) pRun[t] = pRows[t] + x0;
+        FusedBaseline(pOut + x0, pRun, pWeights, nTaps, n - x0 < kRun ? n - x0 : kRun, dDivisor,
+                      dOffset, dMax);
+    }
 }
 
 template void FusedRun(unsigned char*, const unsigned char* const*, const double*, int, int, double,

@@ -143,7 +143,7 @@ inline void CopySamples(T* pDst, const T* pSrc, std::size_t n) {
     if (pDst != pSrc && n > 0) std::memmove(pDst, pSrc, n * sizeof(T));
 }
 
-// One run of n <= kRun interior samples from nTaps <= kFusedTaps taps: for
+// One run of n interior samples from nTaps <= kFusedTaps taps: for
 // each i, 0.0 + w[0] * rows[0][i] + w[1] * rows[1][i] + ... added in tap
 // order (as the buffer above does), then StoreRun. pOut may be one of the
 // rows: every sample's taps are read before it is stored.
@@ -256,15 +256,14 @@ void Convolve(T* pDst, const float* pKernel, int nKernelSize, float fDivisor, in
         if (bRefreshAtCentre)
             std::memcpy(slot(h) + h, pNext + h, static_cast<std::size_t>(xEnd - h) * sizeof(T));
 
-        for (int x0 = h; x0 < xEnd; x0 += conv::kRun) {
+        if (nTaps <= conv::kFusedTaps) {
+            const T* pRows[conv::kFusedTaps];
+            for (int t = 0; t < nTaps; ++t) pRows[t] = tapRow(y, nTapRow[t]) + h + nTapDx[t];
+            conv::FusedRun(pOut + h, pRows, dTapWeights, nTaps, xEnd - h, dDivisor, dOffset, dMax,
+                           path, &plan);
+        }
+        for (int x0 = h; x0 < xEnd && nTaps > conv::kFusedTaps; x0 += conv::kRun) {
             const int n = xEnd - x0 < conv::kRun ? xEnd - x0 : conv::kRun;
-            if (nTaps <= conv::kFusedTaps) {
-                const T* pRows[conv::kFusedTaps];
-                for (int t = 0; t < nTaps; ++t) pRows[t] = tapRow(y, nTapRow[t]) + x0 + nTapDx[t];
-                conv::FusedRun(pOut + x0, pRows, dTapWeights, nTaps, n, dDivisor, dOffset, dMax,
-                               path, &plan);
-                continue;
-            }
             for (int i = 0; i < n; ++i) acc[i] = 0.0;
             conv::PendingTaps<T> taps;
             for (int ky = 0; ky < nKernelSize; ++ky) {

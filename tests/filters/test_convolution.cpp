@@ -18,6 +18,12 @@ using namespace zetdip::test;
 
 template <class T>
 class Engine : public ::testing::Test {};
+
+std::vector<float> Gaussian(float fSigma) {
+    float fSum = 0.0f;
+    std::unique_ptr<float[]> k(CreateGaussianKernel(3, fSigma, fSum));
+    return std::vector<float>(k.get(), k.get() + 9);
+}
 TYPED_TEST_SUITE(Engine, SampleTypes);
 
 // Engine against the literal one (8-bit unfiltered rows, 16-bit store rule), in place and
@@ -58,7 +64,7 @@ TYPED_TEST(Engine, FusedRunsMatchReferenceOnEveryPathAndContent) {
     using T = TypeParam;
     const EngineDepth depth = sizeof(T) == 1 ? Engine8() : Engine16(12);
     const int nMax = sizeof(T) == 1 ? 255 : 65535;  // 16-bit samples beyond the bits stored too
-    const int w = 517, hgt = 7;
+    const int w = 525, hgt = 7;                     // 523 interior: a 16-sample tail of 11
     std::vector<std::vector<T>> images = {RandomImage<T>(w, hgt, 0, nMax, 11),
                                           std::vector<T>(w * hgt, static_cast<T>(nMax))};
     images.push_back(images[0]);
@@ -73,9 +79,12 @@ TYPED_TEST(Engine, FusedRunsMatchReferenceOnEveryPathAndContent) {
         {3, {0.5f, -1.25f, 3, 0, 1, 0, 2, 0.1f, -7}},  // sums exact in any order
         {3,
          {1, 1e20f, -1e20f, 1, 0, 0, 0, 0, 0}},  // sums that round: only tap order keeps the last 1
+        {3, Gaussian(0.5f)},  // corners, edges and centre: three groups of equal weight
+        {3, Gaussian(1.0f)},
+        {3, Gaussian(2.5f)},
         {5, std::vector<float>(25, 0.0f)},
         {5, RandomImage<float>(5, 5, -2000, 2000, 5)}};
-    auto& sparse = kernels[7].second;
+    auto& sparse = kernels[10].second;
     for (int k : {0, 3, 7, 12, 13, 17, 21, 24}) sparse[k] = static_cast<float>(k * 97 - 1200);
     for (VectorPath path : {VectorPath::kBaseline, VectorPath::kAvx2}) {
         if (!VectorPathAvailable(path)) continue;
