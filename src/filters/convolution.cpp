@@ -384,6 +384,23 @@ bool PlanTaps(const double* pWeights, int nTaps, double dLargestSample, TapPlan&
     return plan.bExactInAnyOrder;
 }
 
+KernelTaps CollectTaps(const float* pKernel, int nKernelSize, double dLargestSample) {
+    KernelTaps taps;
+    const int h = nKernelSize / 2;
+    for (int k = 0; k < nKernelSize * nKernelSize && taps.nCount <= kFusedTaps; ++k) {
+        if (pKernel[k] == 0.0f) continue;
+        if (taps.nCount < kFusedTaps) {
+            const int ky = k / nKernelSize, dx = k % nKernelSize - h;
+            taps.nRow[taps.nCount] = ky == h && dx < 0 ? -1 : ky;
+            taps.nDx[taps.nCount] = dx;
+            taps.dWeight[taps.nCount] = static_cast<double>(pKernel[k]);
+        }
+        ++taps.nCount;
+    }
+    PlanTaps(taps.dWeight, taps.nCount, dLargestSample, taps.plan);
+    return taps;
+}
+
 template <class T>
 void FusedRun(T* pOut, const T* const* pRows, const double* pWeights, int nTaps, int n,
               double dDivisor, double dOffset, double dMax, VectorPath path, const TapPlan* pPlan) {

@@ -172,6 +172,22 @@ struct TapPlan {
 // sums are exact in any order.
 bool PlanTaps(const double* pWeights, int nTaps, double dLargestSample, TapPlan& plan);
 
+// The non-zero taps of a kernel in kernel order: which row each reads
+// (kernel row, or -1 for the centre row left of the centre, which the
+// engine reads from its store) and its column offset. A zero weight adds
+// +-0 to a sum that starts at +0 and so is never -0: skipping the tap
+// changes no sum. nCount above kFusedTaps: too many for the fused runs
+// (only the first kFusedTaps are listed).
+struct KernelTaps {
+    int nCount = 0;
+    int nRow[kFusedTaps] = {};
+    int nDx[kFusedTaps] = {};
+    double dWeight[kFusedTaps] = {};
+    TapPlan plan;
+};
+
+KernelTaps CollectTaps(const float* pKernel, int nKernelSize, double dLargestSample);
+
 }  // namespace conv
 
 // Convolution engine (see the top of this file). Writes nothing when
@@ -214,26 +230,9 @@ void Convolve(T* pDst, const float* pKernel, int nKernelSize, float fDivisor, in
     const int xEnd = nWidth - h;  // interior columns h .. xEnd - 1
     double acc[conv::kRun];
 
-    // The non-zero taps in kernel order, when few enough for the fused runs:
-    // which row each reads (kernel row, or -1 for the store's centre row left
-    // of the centre) and its column offset. A zero weight adds +-0 to a sum
-    // that starts at +0 and so is never -0: skipping the tap changes no sum.
-    int nTaps = 0;
-    int nTapRow[conv::kFusedTaps] = {};
-    int nTapDx[conv::kFusedTaps] = {};
-    double dTapWeights[conv::kFusedTaps] = {};
-    for (int k = 0; k < nKernelSize * nKernelSize && nTaps <= conv::kFusedTaps; ++k) {
-        if (pKernel[k] == 0.0f) continue;
-        if (nTaps < conv::kFusedTaps) {
-            const int ky = k / nKernelSize, dx = k % nKernelSize - h;
-            nTapRow[nTaps] = ky == h && dx < 0 ? -1 : ky;
-            nTapDx[nTaps] = dx;
-            dTapWeights[nTaps] = static_cast<double>(pKernel[k]);
-        }
-        ++nTaps;
-    }
-    conv::TapPlan plan;
-    conv::PlanTaps(dTapWeights, nTaps, sizeof(T) == 1 ? 255.0 : 65535.0, plan);
+    const conv::KernelTaps taps =
+        conv::CollectTaps(pKernel, nKernelSize, sizeof(T) == 1 ? 255.0 : 65535.0);
+    const int nTaps = taps.nCount;
     // Row of a tap while row y is filtered: rows below and the centre row
     // from the centre rightwards come from the source; rows above and the
     // centre row's left part come from the store.
@@ -258,9 +257,9 @@ void Convolve(T* pDst, const float* pKernel, int nKernelSize, float fDivisor, in
 
         if (nTaps <= conv::kFusedTaps) {
             const T* pRows[conv::kFusedTaps];
-            for (int t = 0; t < nTaps; ++t) pRows[t] = tapRow(y, nTapRow[t]) + h + nTapDx[t];
-            conv::FusedRun(pOut + h, pRows, dTapWeights, nTaps, xEnd - h, dDivisor, dOffset, dMax,
-                           path, &plan);
+            for (int t = 0; t < nTaps; ++t) pRows[t] = tapRow(y, taps.nRow[t]) + h + taps.nDx[t];
+            conv::FusedRun(pOut + h, pRows, taps.dWeight, nTaps, xEnd - h, dDivisor, dOffset, dMax,
+                           path, &taps.plan);
         }
         for (int x0 = h; x0 < xEnd && nTaps > conv::kFusedTaps; x0 += conv::kRun) {
             const int n = xEnd - x0 < conv::kRun ? xEnd - x0 : conv::kRun;

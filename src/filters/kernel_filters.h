@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -87,34 +88,11 @@ bool DifferenceBetweenImages(const T* pSrcA, const T* pSrcB, T* pDst, int nWidth
     return true;
 }
 
-// Difference of Gaussians over nCount samples of an nWidth x nHeight image
-// (nCount is nChannels * nWidth * nHeight in 8 bits). Writes pDst only at
-// the end; every path releases the scratch images.
+// The last step of the difference of Gaussians over nCount samples:
+// pDst[i] = (int)(pB[i] * fGain - pA[i]) in double, 0 below 0, and no upper
+// clamp: values above the maximum keep their low bits (intended).
 template <class T>
-bool DifferenceOfGaussians(const T* pSrc, T* pDst, int nCount, int nWidth, int nHeight,
-                           float fSigma1, float fGain, float fSigma2, float fSigma3, bool bGrey,
-                           EngineDepth depth) {
-    const std::size_t n = SampleCount(nCount, 1);
-    // Scratch images start at zero, so steps the engine skips (colour) or
-    // cannot do (no memory for its row store) leave defined values.
-    auto a = NewScratch<T>(n);
-    if (!a) return false;
-    for (std::size_t i = 0; i < n; ++i) a[i] = 0;
-
-    // High-pass: A = max(0, src - G(fSigma1) src).
-    if (!ApplyGaussKernel(pSrc, a.get(), nWidth, nHeight, fSigma1, bGrey, depth)) return false;
-    SubtractClipped(pSrc, a.get(), a.get(), nCount);
-
-    auto b = NewScratch<T>(n);
-    if (!b) return false;
-    for (std::size_t i = 0; i < n; ++i) b[i] = 0;
-    // B = G(fSigma2) A, then A = G(fSigma3) A in place. The 16-bit variant
-    // swaps the two buffers and the operands of the final difference, which
-    // yields the same values, so one order serves both depths.
-    if (!ApplyGaussKernel(a.get(), b.get(), nWidth, nHeight, fSigma2, bGrey, depth) ||
-        !ApplyGaussKernel(a.get(), a.get(), nWidth, nHeight, fSigma3, bGrey, depth))
-        return false;
-
+void GainDifference(const T* pB, const T* pA, T* pDst, int nCount, float fGain) {
     int i = 0;
 #if defined(__SSE2__)
     // Four samples at a time: the vector truncation gives INT_MIN out of the
@@ -135,7 +113,7 @@ bool DifferenceOfGaussians(const T* pSrc, T* pDst, int nCount, int nWidth, int n
             }
         };
         for (; i + 4 <= nCount; i += 4) {
-            const __m128i vb = four(b.get() + i), va = four(a.get() + i);
+            const __m128i vb = four(pB + i), va = four(pA + i);
             const __m128d lo =
                 _mm_sub_pd(_mm_mul_pd(_mm_cvtepi32_pd(vb), gain), _mm_cvtepi32_pd(va));
             const __m128d hi = _mm_sub_pd(_mm_mul_pd(_mm_cvtepi32_pd(_mm_srli_si128(vb, 8)), gain),
@@ -149,11 +127,128 @@ bool DifferenceOfGaussians(const T* pSrc, T* pDst, int nCount, int nWidth, int n
     }
 #endif
     for (; i < nCount; ++i) {
-        const int v = TruncToInt(static_cast<double>(b[i]) * static_cast<double>(fGain) -
-                                 static_cast<double>(a[i]));
+        const int v = TruncToInt(static_cast<double>(pB[i]) * static_cast<double>(fGain) -
+                                 static_cast<double>(pA[i]));
         // No upper clamp: values above the maximum keep their low bits (intended).
         pDst[i] = v < 0 ? T(0) : static_cast<T>(static_cast<unsigned>(v));
     }
+}
+
+// One row of the plain 3x3 convolution (the 8-bit engine, whose store
+// holds the unfiltered rows) from the rows above, at and below it: the
+// interior columns filtered, the two border columns copied. nWidth >= 3.
+template <class T>
+void ConvolveRow3(T* pOut, const T* pAbove, const T* pRow, const T* pBelow, int nWidth,
+                  const conv::KernelTaps& taps, double dDivisor, double dMax) {
+    const T* pKernelRows[3] = {pBelow, pRow, pAbove};  // kernel row 0 lies on the row below
+    const T* pRows[conv::kFusedTaps];
+    for (int t = 0; t < taps.nCount; ++t)
+        pRows[t] = (taps.nRow[t] < 0 ? pRow : pKernelRows[taps.nRow[t]]) + 1 + taps.nDx[t];
+    conv::FusedRun(pOut + 1, pRows, taps.dWeight, taps.nCount, nWidth - 2, dDivisor, 0.0, dMax,
+                   VectorPath::kAuto, &taps.plan);
+    pOut[0] = pRow[0];
+    pOut[nWidth - 1] = pRow[nWidth - 1];
+}
+
+// A Gaussian of the 8-bit engine, kept for filtering row by row.
+struct RowGauss {
+    std::unique_ptr<float[]> kernel;
+    conv::KernelTaps taps;
+    double dDivisor = 1.0;
+
+    bool Create(float fSigma) {
+        float fSum = 1.0f;
+        kernel.reset(CreateGaussianKernel(3, fSigma, fSum));
+        if (!kernel) return false;
+        taps = conv::CollectTaps(kernel.get(), 3, 255.0);
+        dDivisor = fSum == 0.0f ? 1.0 : static_cast<double>(fSum);
+        return true;
+    }
+};
+
+// The difference of Gaussians of a grey 8-bit image, row by row: with the
+// plain convolution each blurred row depends only on the three rows around
+// it, so the high-pass image A is kept as a ring of three rows and each
+// output row is written as soon as A's row below it exists. The same values
+// as the whole-image steps, in six rows of scratch; pDst may be pSrc, as
+// the rows of A that still need a source row are made before the output
+// row over it is written.
+template <class T>
+bool DifferenceOfGaussiansByRows(const T* pSrc, T* pDst, int nWidth, int nHeight, float fSigma1,
+                                 float fGain, float fSigma2, float fSigma3) {
+    RowGauss g1, g2, g3;
+    if (!g1.Create(fSigma1) || !g2.Create(fSigma2) || !g3.Create(fSigma3)) return false;
+    const std::size_t w = static_cast<std::size_t>(nWidth);
+    auto rows = NewScratch<T>(SampleCount(6, nWidth));
+    if (!rows) return false;
+    T* const pBlur1 = rows.get() + 3 * w;  // G1 of the source
+    T* const pBlur2 = rows.get() + 4 * w;  // G2 and G3 of A
+    T* const pBlur3 = rows.get() + 5 * w;
+    auto src = [&](int y) { return pSrc + static_cast<std::size_t>(y) * w; };
+    auto high = [&](int y) { return rows.get() + static_cast<std::size_t>(y % 3) * w; };
+    // Rows without a full neighbourhood are copied by every blur.
+    auto bInterior = [&](int y) { return nWidth >= 3 && y >= 1 && y <= nHeight - 2; };
+    auto makeHigh = [&](int y) {  // A(y) = max(0, src(y) - G1 src(y)); 0 where G1 copies
+        if (!bInterior(y)) {
+            std::memset(high(y), 0, w * sizeof(T));
+            return;
+        }
+        ConvolveRow3(pBlur1, src(y - 1), src(y), src(y + 1), nWidth, g1.taps, g1.dDivisor, 255.0);
+        SubtractClipped(src(y), pBlur1, high(y), nWidth);
+    };
+    auto blur = [&](T* pOut, const RowGauss& g, int y) {
+        if (bInterior(y))
+            ConvolveRow3(pOut, high(y - 1), high(y), high(y + 1), nWidth, g.taps, g.dDivisor,
+                         255.0);
+        else
+            std::memcpy(pOut, high(y), w * sizeof(T));
+    };
+    makeHigh(0);
+    if (nHeight > 1) makeHigh(1);
+    for (int y = 0; y < nHeight; ++y) {
+        blur(pBlur2, g2, y);
+        blur(pBlur3, g3, y);
+        GainDifference(pBlur2, pBlur3, pDst + static_cast<std::size_t>(y) * w, nWidth, fGain);
+        if (y + 2 < nHeight) makeHigh(y + 2);
+    }
+    return true;
+}
+
+// Difference of Gaussians over nCount samples of an nWidth x nHeight image
+// (nCount is nChannels * nWidth * nHeight in 8 bits). The grey 8-bit image
+// goes row by row; otherwise whole images are filtered in turn (the 16-bit
+// engine's store makes each blurred row depend on the rows filtered before
+// it) and pDst is written only at the end. Every path releases its scratch.
+template <class T>
+bool DifferenceOfGaussians(const T* pSrc, T* pDst, int nCount, int nWidth, int nHeight,
+                           float fSigma1, float fGain, float fSigma2, float fSigma3, bool bGrey,
+                           EngineDepth depth) {
+    const std::size_t n = SampleCount(nCount, 1);
+    if (bGrey && depth.eAdvance == StoreAdvance::kUnfilteredRows && nWidth > 0 && nHeight > 0 &&
+        SameOrApart(pDst, pSrc, n * sizeof(T)))
+        return DifferenceOfGaussiansByRows(pSrc, pDst, nWidth, nHeight, fSigma1, fGain, fSigma2,
+                                           fSigma3);
+    // Scratch images start at zero, so steps the engine skips (colour) or
+    // cannot do (no memory for its row store) leave defined values.
+    auto a = NewScratch<T>(n);
+    if (!a) return false;
+    for (std::size_t i = 0; i < n; ++i) a[i] = 0;
+
+    // High-pass: A = max(0, src - G(fSigma1) src).
+    if (!ApplyGaussKernel(pSrc, a.get(), nWidth, nHeight, fSigma1, bGrey, depth)) return false;
+    SubtractClipped(pSrc, a.get(), a.get(), nCount);
+
+    auto b = NewScratch<T>(n);
+    if (!b) return false;
+    for (std::size_t i = 0; i < n; ++i) b[i] = 0;
+    // B = G(fSigma2) A, then A = G(fSigma3) A in place. The 16-bit variant
+    // swaps the two buffers and the operands of the final difference, which
+    // yields the same values, so one order serves both depths.
+    if (!ApplyGaussKernel(a.get(), b.get(), nWidth, nHeight, fSigma2, bGrey, depth) ||
+        !ApplyGaussKernel(a.get(), a.get(), nWidth, nHeight, fSigma3, bGrey, depth))
+        return false;
+
+    GainDifference(b.get(), a.get(), pDst, nCount, fGain);
     return true;
 }
 
