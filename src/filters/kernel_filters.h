@@ -95,7 +95,7 @@ template <class T>
 void GainDifference(const T* pB, const T* pA, T* pDst, int nCount, float fGain) {
     int i = 0;
 #if defined(__SSE2__)
-    // Four samples at a time: the vector truncation gives INT_MIN out of the
+    // Eight samples at a time: the vector truncation gives INT_MIN out of the
     // int range and for NaN, as TruncToInt does.
     {
         const __m128d gain = _mm_set1_pd(static_cast<double>(fGain));
@@ -112,17 +112,26 @@ void GainDifference(const T* pB, const T* pA, T* pDst, int nCount, float fGain) 
                                           _mm_setzero_si128());
             }
         };
-        for (; i + 4 <= nCount; i += 4) {
-            const __m128i vb = four(pB + i), va = four(pA + i);
+        // v < 0 gives 0, else its low bits: a sample value, so the packs
+        // below do not saturate (16-bit words are packed biased by 0x8000).
+        auto samples = [&](const T* pb, const T* pa) {
+            const __m128i vb = four(pb), va = four(pa);
             const __m128d lo =
                 _mm_sub_pd(_mm_mul_pd(_mm_cvtepi32_pd(vb), gain), _mm_cvtepi32_pd(va));
             const __m128d hi = _mm_sub_pd(_mm_mul_pd(_mm_cvtepi32_pd(_mm_srli_si128(vb, 8)), gain),
                                           _mm_cvtepi32_pd(_mm_srli_si128(va, 8)));
-            __m128i v = _mm_unpacklo_epi64(_mm_cvttpd_epi32(lo), _mm_cvttpd_epi32(hi));
-            v = _mm_and_si128(_mm_andnot_si128(_mm_cmplt_epi32(v, zero), v), low);
-            alignas(16) std::int32_t out[4];
-            _mm_store_si128(reinterpret_cast<__m128i*>(out), v);
-            for (int k = 0; k < 4; ++k) pDst[i + k] = static_cast<T>(out[k]);
+            const __m128i v = _mm_unpacklo_epi64(_mm_cvttpd_epi32(lo), _mm_cvttpd_epi32(hi));
+            const __m128i kept = _mm_and_si128(_mm_andnot_si128(_mm_cmplt_epi32(v, zero), v), low);
+            return sizeof(T) == 1 ? kept : _mm_sub_epi32(kept, _mm_set1_epi32(0x8000));
+        };
+        for (; i + 8 <= nCount; i += 8) {
+            const __m128i w =
+                _mm_packs_epi32(samples(pB + i, pA + i), samples(pB + i + 4, pA + i + 4));
+            if constexpr (sizeof(T) == 1)
+                _mm_storel_epi64(reinterpret_cast<__m128i*>(pDst + i), _mm_packus_epi16(w, w));
+            else
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(pDst + i),
+                                 _mm_xor_si128(w, _mm_set1_epi16(static_cast<short>(0x8000))));
         }
     }
 #endif
