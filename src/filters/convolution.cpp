@@ -179,20 +179,31 @@ ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE __m256i LoadSixteen(const unsigned char*
     return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
 }
 
-// Sixteen samples of a group of nCount taps, summed in int lanes, as four
-// vectors of doubles. Bytes sum in 16-bit lanes (nCount * 255 < 2^16 for
-// the groups of a 3x3 kernel), words in 32-bit lanes.
+// Sixteen bytes of a group of nCount taps summed in 16-bit lanes
+// (nCount * 255 < 2^16 for the groups of a 3x3 kernel).
+template <int nCount>
+ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE __m256i SumBytes(const unsigned char* const* p, int i) {
+    __m256i s = LoadSixteen(p[0] + i);
+    for (int t = 1; t < nCount; ++t) s = _mm256_add_epi16(s, LoadSixteen(p[t] + i));
+    return s;
+}
+
+// Sixteen 16-bit lanes as four vectors of doubles.
+ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE void WordsToDoubles(__m256i s, __m256d* d) {
+    const __m256i lo = _mm256_cvtepu16_epi32(_mm256_castsi256_si128(s));
+    const __m256i hi = _mm256_cvtepu16_epi32(_mm256_extracti128_si256(s, 1));
+    d[0] = _mm256_cvtepi32_pd(_mm256_castsi256_si128(lo));
+    d[1] = _mm256_cvtepi32_pd(_mm256_extracti128_si256(lo, 1));
+    d[2] = _mm256_cvtepi32_pd(_mm256_castsi256_si128(hi));
+    d[3] = _mm256_cvtepi32_pd(_mm256_extracti128_si256(hi, 1));
+}
+
+// Sixteen samples of a group of nCount taps, summed in int lanes (bytes in
+// 16-bit lanes, words in 32-bit lanes), as four vectors of doubles.
 template <int nCount, class T>
 ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE void GroupSixteen(const T* const* p, int i, __m256d* d) {
     if constexpr (sizeof(T) == 1) {
-        __m256i s = LoadSixteen(p[0] + i);
-        for (int t = 1; t < nCount; ++t) s = _mm256_add_epi16(s, LoadSixteen(p[t] + i));
-        const __m256i lo = _mm256_cvtepu16_epi32(_mm256_castsi256_si128(s));
-        const __m256i hi = _mm256_cvtepu16_epi32(_mm256_extracti128_si256(s, 1));
-        d[0] = _mm256_cvtepi32_pd(_mm256_castsi256_si128(lo));
-        d[1] = _mm256_cvtepi32_pd(_mm256_extracti128_si256(lo, 1));
-        d[2] = _mm256_cvtepi32_pd(_mm256_castsi256_si128(hi));
-        d[3] = _mm256_cvtepi32_pd(_mm256_extracti128_si256(hi, 1));
+        WordsToDoubles(SumBytes<nCount>(p, i), d);
     } else {
         __m256i lo = LoadEight(p[0] + i), hi = LoadEight(p[0] + i + 8);
         for (int t = 1; t < nCount; ++t) {
@@ -250,6 +261,96 @@ ZETDIP_TARGET_AVX2 int GroupedFixedAvx2(T* pOut, const T* const* sorted, const d
     return i;
 }
 
+// Sixteen 16-bit lanes as two vectors of floats.
+ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE void WordsToFloats(__m256i s, __m256* f) {
+    f[0] = _mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(_mm256_castsi256_si128(s)));
+    f[1] = _mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(_mm256_extracti128_si256(s, 1)));
+}
+
+// The 4-4-1 grouped sums of bytes without a division. With each group's
+// weight over the divisor as a float, v' = S0 a0 + S1 a1 + S2 a2 + offset
+// in float is within a few float roundings of the exact value, 2^-11 when
+// every |v| stays below 2^10, while the double quotient and offset are
+// within 2^-42 of it. So wherever v' lies at least 2^-10 from an integer,
+// the double result lies strictly between the same two integers, and its
+// clamped truncation is the clamped floor of v'. A sum of zero (all nine
+// samples 0) gives exactly the offset either way. A block with any other
+// lane near an integer (flat regions, whose weights sum a float rounding
+// short of the divisor) is redone in double. Returns the samples done.
+template <bool kDivide, bool kOffset>
+ZETDIP_TARGET_AVX2 int GroupedBytesAvx2(unsigned char* pOut, const unsigned char* const* sorted,
+                                        const double* pWeights, int n, __m256d divisor,
+                                        __m256d offset, __m256d top) {
+    double dDivisor = 1.0, dOffset = 0.0;
+    _mm_store_sd(&dDivisor, _mm256_castpd256_pd128(divisor));
+    _mm_store_sd(&dOffset, _mm256_castpd256_pd128(offset));
+    const double dBound =
+        255.0 *
+            (4.0 * std::fabs(pWeights[0]) + 4.0 * std::fabs(pWeights[1]) + std::fabs(pWeights[2])) /
+            std::fabs(kDivide ? dDivisor : 1.0) +
+        std::fabs(dOffset);
+    double dTop = 0.0;
+    _mm_store_sd(&dTop, _mm256_castpd256_pd128(top));
+    if (!(dBound < 1024.0) || dTop != 255.0) return 0;
+    auto ratio = [&](double w) { return static_cast<float>(kDivide ? w / dDivisor : w); };
+    const __m256 a0 = _mm256_set1_ps(ratio(pWeights[0])), a1 = _mm256_set1_ps(ratio(pWeights[1])),
+                 a2 = _mm256_set1_ps(ratio(pWeights[2])),
+                 off = _mm256_set1_ps(static_cast<float>(dOffset)),
+                 eps = _mm256_set1_ps(1.0f / 1024), top1 = _mm256_set1_ps(1.0f - 1.0f / 1024);
+    const __m256d w0 = _mm256_set1_pd(pWeights[0]), w1 = _mm256_set1_pd(pWeights[1]),
+                  w2 = _mm256_set1_pd(pWeights[2]);
+    int i = 0;
+    for (; i + 16 <= n; i += 16) {
+        const __m256i s0 = SumBytes<4>(sorted, i), s1 = SumBytes<4>(sorted + 4, i),
+                      s2 = SumBytes<1>(sorted + 8, i);
+        __m256 f0[2], f1[2], f2[2], low[2];
+        WordsToFloats(s0, f0);
+        WordsToFloats(s1, f1);
+        WordsToFloats(s2, f2);
+        __m256 near[2];
+        for (int h = 0; h < 2; ++h) {
+            __m256 v =
+                _mm256_add_ps(_mm256_add_ps(_mm256_mul_ps(f0[h], a0), _mm256_mul_ps(f1[h], a1)),
+                              _mm256_mul_ps(f2[h], a2));
+            if constexpr (kOffset) v = _mm256_add_ps(v, off);
+            low[h] = _mm256_floor_ps(v);
+            const __m256 frac = _mm256_sub_ps(v, low[h]);
+            near[h] = _mm256_or_ps(_mm256_cmp_ps(frac, eps, _CMP_LT_OQ),
+                                   _mm256_cmp_ps(frac, top1, _CMP_GT_OQ));
+        }
+        if (_mm256_movemask_ps(_mm256_or_ps(near[0], near[1])) != 0) {
+            // Lanes whose nine samples are all 0 are exact; any other near
+            // lane sends the block to the double sums.
+            const __m256i zero16 = _mm256_cmpeq_epi16(
+                _mm256_add_epi16(_mm256_add_epi16(s0, s1), s2), _mm256_setzero_si256());
+            const __m256i zero32[2] = {_mm256_cvtepi16_epi32(_mm256_castsi256_si128(zero16)),
+                                       _mm256_cvtepi16_epi32(_mm256_extracti128_si256(zero16, 1))};
+            int nNear = 0;
+            for (int h = 0; h < 2; ++h)
+                nNear |=
+                    _mm256_movemask_ps(_mm256_andnot_ps(_mm256_castsi256_ps(zero32[h]), near[h]));
+            if (nNear != 0) {
+                __m256d acc[4], d[4];
+                WordsToDoubles(s0, d);
+                for (int j = 0; j < 4; ++j) acc[j] = _mm256_mul_pd(w0, d[j]);
+                WordsToDoubles(s1, d);
+                for (int j = 0; j < 4; ++j) acc[j] = _mm256_add_pd(acc[j], _mm256_mul_pd(w1, d[j]));
+                WordsToDoubles(s2, d);
+                for (int j = 0; j < 4; ++j) acc[j] = _mm256_add_pd(acc[j], _mm256_mul_pd(w2, d[j]));
+                StoreSixteen<unsigned char, kDivide, kOffset>(pOut + i, acc, divisor, offset, top);
+                continue;
+            }
+        }
+        const __m256i q0 = _mm256_cvtps_epi32(low[0]), q1 = _mm256_cvtps_epi32(low[1]);
+        const __m128i a =
+            _mm_packus_epi32(_mm256_castsi256_si128(q0), _mm256_extracti128_si256(q0, 1));
+        const __m128i b =
+            _mm_packus_epi32(_mm256_castsi256_si128(q1), _mm256_extracti128_si256(q1, 1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(pOut + i), _mm_packus_epi16(a, b));
+    }
+    return i;
+}
+
 // The grouped sums of ExactInAnyOrder, eight samples at a time: the taps
 // sorted by group, each group's samples added in int lanes.
 template <class T, int N, bool kDivide>
@@ -271,10 +372,16 @@ ZETDIP_TARGET_AVX2 int GroupedVectorsAvx2(T* pOut, const T* const* r, const conv
         if (g.nGroups == 3 && nEnd[0] == 4 && nEnd[1] == 8) {
             const bool bOffset =
                 _mm256_movemask_pd(_mm256_cmp_pd(offset, _mm256_setzero_pd(), _CMP_NEQ_UQ)) != 0;
-            i = bOffset ? GroupedFixedAvx2<T, kDivide, true, 4, 4, 1>(pOut, sorted, g.dWeight, n,
-                                                                      divisor, offset, top)
-                        : GroupedFixedAvx2<T, kDivide, false, 4, 4, 1>(pOut, sorted, g.dWeight, n,
-                                                                       divisor, offset, top);
+            if constexpr (sizeof(T) == 1)
+                i = bOffset ? GroupedBytesAvx2<kDivide, true>(pOut, sorted, g.dWeight, n, divisor,
+                                                              offset, top)
+                            : GroupedBytesAvx2<kDivide, false>(pOut, sorted, g.dWeight, n, divisor,
+                                                               offset, top);
+            if (i == 0)
+                i = bOffset ? GroupedFixedAvx2<T, kDivide, true, 4, 4, 1>(pOut, sorted, g.dWeight,
+                                                                          n, divisor, offset, top)
+                            : GroupedFixedAvx2<T, kDivide, false, 4, 4, 1>(pOut, sorted, g.dWeight,
+                                                                           n, divisor, offset, top);
         }
     }
     for (; i + 8 <= n; i += 8) {
