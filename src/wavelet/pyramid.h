@@ -113,12 +113,19 @@ template <class T>
 bool WaveletDecompose(const T* pSrc, double* pCoef, int nWidth, int nHeight, int& rLowWidth,
                       int& rLowHeight, int* pWidthOdd, int* pHeightOdd) {
     if (pWidthOdd == nullptr || pHeightOdd == nullptr) return false;
-    const std::size_t nCount = SampleCount(nWidth, nHeight);
-    for (std::size_t i = 0; i < nCount; ++i) pCoef[i] = pSrc[i];
+    // Every pixel becomes a coefficient as it is. When the first level runs,
+    // its row pass does that row by row instead.
+    auto convert = [&] {
+        const std::size_t nCount = SampleCount(nWidth, nHeight);
+        for (std::size_t i = 0; i < nCount; ++i) pCoef[i] = pSrc[i];
+    };
 
     // Rows are transformed in place in pCoef; columns go through one scratch.
     // A negative side is a scratch request no allocator grants.
-    if (nWidth < 0 || nHeight < 0) return false;
+    if (nWidth < 0 || nHeight < 0) {
+        convert();
+        return false;
+    }
     // An empty image has no level to perform, however long its other side.
     if (nWidth == 0 || nHeight == 0) {
         rLowWidth = nWidth;
@@ -128,7 +135,11 @@ bool WaveletDecompose(const T* pSrc, double* pCoef, int nWidth, int nHeight, int
     // Rows go through the row scratch.
     const auto pRowScratch = NewScratch<double>(static_cast<std::size_t>(nWidth));
     const ColumnScratch columns = NewColumnScratch(nHeight);
-    if (!pRowScratch || !columns.pData) return false;
+    if (!pRowScratch || !columns.pData) {
+        convert();
+        return false;
+    }
+    if (nWidth < kWaveletMinBand || nHeight < kWaveletMinBand) convert();
 
     rLowWidth = nWidth;
     rLowHeight = nHeight;
@@ -141,9 +152,20 @@ bool WaveletDecompose(const T* pSrc, double* pCoef, int nWidth, int nHeight, int
         pWidthOdd[k] = w % 2;
         pHeightOdd[k] = h % 2;
         // The results of the 1-D transforms are ignored: a failed run stays as it was.
-        for (int r = 0; r < h; ++r)
-            ForwardThrough(pCoef + static_cast<std::size_t>(r) * nWidth, w, pWidthOdd[k],
-                           pRowScratch.get());
+        for (int r = 0; r < h; ++r) {
+            double* pRow = pCoef + static_cast<std::size_t>(r) * nWidth;
+            if (k == 0) {
+                // The first level's rows are whole image rows: each is converted into
+                // the scratch and transformed straight into the image, which saves a
+                // pass over the coefficients.
+                const T* pIn = pSrc + static_cast<std::size_t>(r) * nWidth;
+                std::copy_n(pIn, nWidth, pRowScratch.get());
+                std::fill_n(pRow, nWidth, 0.0);
+                WaveletForwardInto(pRowScratch.get(), w, pWidthOdd[k], pRow);
+            } else {
+                ForwardThrough(pRow, w, pWidthOdd[k], pRowScratch.get());
+            }
+        }
         const int nOdd = pHeightOdd[k];
         TransformColumns(
             pCoef, nWidth, w, h, columns, [&](double* p) { WaveletForward(p, h, nOdd); },
