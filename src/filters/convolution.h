@@ -43,6 +43,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <memory>
 
 #include "core/common.h"
 #include "core/cpu.h"
@@ -190,90 +191,88 @@ KernelTaps CollectTaps(const float* pKernel, int nKernelSize, double dLargestSam
 
 }  // namespace conv
 
-// Convolution engine (see the top of this file). Writes nothing when
-// nKernelSize is below 3 or even (an even size would read past the kernel),
-// when the image is empty, or when the row store cannot be allocated. An
-// image with fewer than nKernelSize rows or columns has no interior sample
-// and is copied without reading outside it (the store is not filled then).
-// Extra memory: the (h + 1)-row store and a fixed stack buffer.
+// The convolution engine (see the top of this file) one output row at a
+// time, so that a caller can feed it rows as they are made: Start, then
+// Row(0), Row(1), ... Row(nHeight - 1) in order. src(r) gives source row r;
+// Row(y) reads rows y .. y + h (and rows 0 .. h on its first call), and its
+// output may be src(y) itself. The kernel must outlive the engine. Extra
+// memory: the (h + 1)-row store and a fixed stack buffer.
 template <class T>
-void Convolve(T* pDst, const float* pKernel, int nKernelSize, float fDivisor, int nOffset,
-              const T* pSrc, int nWidth, int nHeight, EngineDepth depth,
-              VectorPath path = VectorPath::kAuto) {
-    if (nKernelSize < 3 || nKernelSize % 2 == 0 || nWidth <= 0 || nHeight <= 0) return;
-    const int h = nKernelSize / 2;
-    const int nSlots = h + 1;
-    if (fDivisor == 0.0f) fDivisor = 1.0f;
-    auto store = NewScratch<T>(SampleCount(nSlots, nWidth));
-    if (!store) return;
+class ConvolutionRows {
+public:
+    enum class Mode { kNothing, kCopy, kFilter };
 
-    const std::size_t w = static_cast<std::size_t>(nWidth);
-    auto srcRow = [&](int y) { return pSrc + static_cast<std::size_t>(y) * w; };
-    auto dstRow = [&](int y) { return pDst + static_cast<std::size_t>(y) * w; };
-
-    if (nWidth < nKernelSize || nHeight < nKernelSize) {
-        conv::CopySamples(pDst, pSrc, w * static_cast<std::size_t>(nHeight));
-        return;
+    // kNothing when nKernelSize is below 3 or even (an even size would read
+    // past the kernel), when the image is empty, or when the row store cannot
+    // be allocated: the engine writes nothing then. kCopy when the image has
+    // fewer than nKernelSize rows or columns: no interior sample, every row
+    // is copied (the store is not filled). Otherwise kFilter.
+    Mode Start(const float* pKernel, int nKernelSize, float fDivisor, int nOffset, int nWidth,
+               int nHeight, EngineDepth depth, VectorPath path = VectorPath::kAuto) {
+        if (nKernelSize < 3 || nKernelSize % 2 == 0 || nWidth <= 0 || nHeight <= 0)
+            return Mode::kNothing;
+        m_h = nKernelSize / 2;
+        m_nSlots = m_h + 1;
+        m_store = NewScratch<T>(SampleCount(m_nSlots, nWidth));
+        if (!m_store) return Mode::kNothing;
+        m_pKernel = pKernel;
+        m_nKernelSize = nKernelSize;
+        m_nWidth = nWidth;
+        m_nHeight = nHeight;
+        m_w = static_cast<std::size_t>(nWidth);
+        m_dDivisor = fDivisor == 0.0f ? 1.0 : static_cast<double>(fDivisor);
+        m_dOffset = nOffset;
+        m_dMax = depth.nMax;
+        m_bRefreshAtCentre = depth.eAdvance == StoreAdvance::kRefreshAtCentre;
+        m_path = path;
+        m_taps = conv::CollectTaps(pKernel, nKernelSize, sizeof(T) == 1 ? 255.0 : 65535.0);
+        m_nFirst = 0;
+        m_mode = nWidth < nKernelSize || nHeight < nKernelSize ? Mode::kCopy : Mode::kFilter;
+        return m_mode;
     }
 
-    // Slots form a ring: slot j is row (nFirst + j) % nSlots of the store.
-    int nFirst = 0;
-    auto slot = [&](int j) {
-        return store.get() + static_cast<std::size_t>((nFirst + j) % nSlots) * w;
-    };
-    for (int j = 0; j < nSlots; ++j) std::memcpy(slot(j), srcRow(j), w * sizeof(T));
-
-    const double dDivisor = fDivisor;
-    const double dOffset = nOffset;
-    const double dMax = depth.nMax;
-    const bool bRefreshAtCentre = depth.eAdvance == StoreAdvance::kRefreshAtCentre;
-    const int xEnd = nWidth - h;  // interior columns h .. xEnd - 1
-    double acc[conv::kRun];
-
-    const conv::KernelTaps taps =
-        conv::CollectTaps(pKernel, nKernelSize, sizeof(T) == 1 ? 255.0 : 65535.0);
-    const int nTaps = taps.nCount;
-    // Row of a tap while row y is filtered: rows below and the centre row
-    // from the centre rightwards come from the source; rows above and the
-    // centre row's left part come from the store.
-    auto tapRow = [&](int y, int ky) -> const T* {
-        if (ky < 0) return slot(h);
-        const int dy = ky - h;
-        return dy < 0 ? srcRow(y - dy) : dy > 0 ? slot(h - dy) : srcRow(y);
-    };
-
-    for (int y = 0; y < nHeight; ++y) {
-        if (y < h || y > nHeight - h - 1) {
-            conv::CopySamples(dstRow(y), srcRow(y), w);
-            continue;
+    template <class Src>
+    void Row(int y, Src src, T* pOut) {
+        const int h = m_h;
+        if (m_mode == Mode::kFilter && y == 0)
+            for (int j = 0; j < m_nSlots; ++j) std::memcpy(Slot(j), src(j), m_w * sizeof(T));
+        if (m_mode != Mode::kFilter || y < h || y > m_nHeight - h - 1) {
+            conv::CopySamples(pOut, src(y), m_w);
+            return;
         }
-        T* pOut = dstRow(y);
-        const T* pNext = srcRow(y + 1);
+        const T* pNext = src(y + 1);
+        const int xEnd = m_nWidth - h;  // interior columns h .. xEnd - 1
         // 16-bit rule: the samples of row y + 1 that the interior pass stores
         // at their own column are read by the left taps of later samples of
         // this row, so they may be stored before the row starts.
-        if (bRefreshAtCentre)
-            std::memcpy(slot(h) + h, pNext + h, static_cast<std::size_t>(xEnd - h) * sizeof(T));
+        if (m_bRefreshAtCentre)
+            std::memcpy(Slot(h) + h, pNext + h, static_cast<std::size_t>(xEnd - h) * sizeof(T));
 
+        // Rows below and the centre row from the centre rightwards come from
+        // the source; rows above and the centre row's left part (kernel row
+        // -1 in the tap list) come from the store.
+        auto tapRow = [&](int ky) -> const T* {
+            if (ky < 0) return Slot(h);
+            const int dy = ky - h;
+            return dy < 0 ? src(y - dy) : dy > 0 ? Slot(h - dy) : src(y);
+        };
+        const int nTaps = m_taps.nCount;
         if (nTaps <= conv::kFusedTaps) {
             const T* pRows[conv::kFusedTaps];
-            for (int t = 0; t < nTaps; ++t) pRows[t] = tapRow(y, taps.nRow[t]) + h + taps.nDx[t];
-            conv::FusedRun(pOut + h, pRows, taps.dWeight, nTaps, xEnd - h, dDivisor, dOffset, dMax,
-                           path, &taps.plan);
+            for (int t = 0; t < nTaps; ++t) pRows[t] = tapRow(m_taps.nRow[t]) + h + m_taps.nDx[t];
+            conv::FusedRun(pOut + h, pRows, m_taps.dWeight, nTaps, xEnd - h, m_dDivisor, m_dOffset,
+                           m_dMax, m_path, &m_taps.plan);
         }
+        double acc[conv::kRun];
         for (int x0 = h; x0 < xEnd && nTaps > conv::kFusedTaps; x0 += conv::kRun) {
             const int n = xEnd - x0 < conv::kRun ? xEnd - x0 : conv::kRun;
             for (int i = 0; i < n; ++i) acc[i] = 0.0;
             conv::PendingTaps<T> taps;
-            for (int ky = 0; ky < nKernelSize; ++ky) {
-                const int dy = ky - h;
-                // Rows below and the centre row from the centre rightwards come
-                // from the source; rows above and the centre row's left part
-                // come from the store.
-                const T* pRow = dy < 0 ? srcRow(y - dy) : dy > 0 ? slot(h - dy) : srcRow(y);
-                const T* pLeft = dy == 0 ? slot(h) : pRow;
-                const float* pWeights = pKernel + static_cast<std::size_t>(ky) * nKernelSize;
-                for (int kx = 0; kx < nKernelSize; ++kx) {
+            for (int ky = 0; ky < m_nKernelSize; ++ky) {
+                const T* pRow = tapRow(ky);
+                const T* pLeft = ky == h ? Slot(h) : pRow;
+                const float* pWeights = m_pKernel + static_cast<std::size_t>(ky) * m_nKernelSize;
+                for (int kx = 0; kx < m_nKernelSize; ++kx) {
                     // A zero weight adds +-0 to a sum that starts at +0 and so is
                     // never -0: skipping the tap leaves every sum unchanged.
                     if (pWeights[kx] == 0.0f) continue;
@@ -283,26 +282,61 @@ void Convolve(T* pDst, const float* pKernel, int nKernelSize, float fDivisor, in
                 }
             }
             taps.Flush(acc, n);
-            conv::StoreRun(pOut + x0, acc, dDivisor, dOffset, dMax, n);
+            conv::StoreRun(pOut + x0, acc, m_dDivisor, m_dOffset, m_dMax, n);
         }
-        conv::CopySamples(pOut, srcRow(y), static_cast<std::size_t>(h));
-        conv::CopySamples(pOut + xEnd, srcRow(y) + xEnd, static_cast<std::size_t>(h));
+        conv::CopySamples(pOut, src(y), static_cast<std::size_t>(h));
+        conv::CopySamples(pOut + xEnd, src(y) + xEnd, static_cast<std::size_t>(h));
 
-        if (y == nHeight - h - 1) continue;  // no interior row follows
+        if (y == m_nHeight - h - 1) return;  // no interior row follows
         // Advance: every slot moves up one row, the oldest becomes the last.
-        nFirst = (nFirst + 1) % nSlots;
-        if (bRefreshAtCentre) {
+        m_nFirst = (m_nFirst + 1) % m_nSlots;
+        if (m_bRefreshAtCentre) {
             // Columns shifted by the interior pass keep their last row, which
             // for interior columns already is row y + 1 (so row y is lost from
             // the store); the right border's 2h columns are refreshed.
-            std::memcpy(slot(h), slot(h - 1), w * sizeof(T));
-            const int c0 = nWidth - 2 * h;  // >= 1, as nWidth >= 2h + 1 here
-            std::memcpy(slot(h) + c0, pNext + c0,
-                        static_cast<std::size_t>(nWidth - c0) * sizeof(T));
+            std::memcpy(Slot(h), Slot(h - 1), m_w * sizeof(T));
+            const int c0 = m_nWidth - 2 * h;  // >= 1, as nWidth >= 2h + 1 here
+            std::memcpy(Slot(h) + c0, pNext + c0,
+                        static_cast<std::size_t>(m_nWidth - c0) * sizeof(T));
         } else {
-            std::memcpy(slot(h), pNext, w * sizeof(T));
+            std::memcpy(Slot(h), pNext, m_w * sizeof(T));
         }
     }
+
+private:
+    // Slots form a ring: slot j is row (m_nFirst + j) % m_nSlots of the store.
+    T* Slot(int j) const {
+        return m_store.get() + static_cast<std::size_t>((m_nFirst + j) % m_nSlots) * m_w;
+    }
+
+    std::unique_ptr<T[]> m_store;
+    const float* m_pKernel = nullptr;
+    int m_nKernelSize = 0, m_h = 0, m_nSlots = 0, m_nWidth = 0, m_nHeight = 0, m_nFirst = 0;
+    std::size_t m_w = 0;
+    double m_dDivisor = 1.0, m_dOffset = 0.0, m_dMax = 0.0;
+    bool m_bRefreshAtCentre = false;
+    VectorPath m_path = VectorPath::kAuto;
+    conv::KernelTaps m_taps;
+    Mode m_mode = Mode::kNothing;
+};
+
+// The whole image through the engine. Writes nothing when the engine would
+// not start (see ConvolutionRows::Start); pDst may be pSrc.
+template <class T>
+void Convolve(T* pDst, const float* pKernel, int nKernelSize, float fDivisor, int nOffset,
+              const T* pSrc, int nWidth, int nHeight, EngineDepth depth,
+              VectorPath path = VectorPath::kAuto) {
+    ConvolutionRows<T> engine;
+    const auto mode =
+        engine.Start(pKernel, nKernelSize, fDivisor, nOffset, nWidth, nHeight, depth, path);
+    const std::size_t w = static_cast<std::size_t>(nWidth);
+    if (mode == ConvolutionRows<T>::Mode::kNothing) return;
+    if (mode == ConvolutionRows<T>::Mode::kCopy) {
+        conv::CopySamples(pDst, pSrc, w * static_cast<std::size_t>(nHeight));
+        return;
+    }
+    auto src = [&](int y) { return pSrc + static_cast<std::size_t>(y) * w; };
+    for (int y = 0; y < nHeight; ++y) engine.Row(y, src, pDst + static_cast<std::size_t>(y) * w);
 }
 
 // Gaussian kernel of nKernelSize^2 weights (see CDipFilters::CreateGaussianFilter).

@@ -143,100 +143,85 @@ void GainDifference(const T* pB, const T* pA, T* pDst, int nCount, float fGain) 
     }
 }
 
-// One row of the plain 3x3 convolution (the 8-bit engine, whose store
-// holds the unfiltered rows) from the rows above, at and below it: the
-// interior columns filtered, the two border columns copied. nWidth >= 3.
+// A Gaussian of the engine, filtering row by row.
 template <class T>
-void ConvolveRow3(T* pOut, const T* pAbove, const T* pRow, const T* pBelow, int nWidth,
-                  const conv::KernelTaps& taps, double dDivisor, double dMax) {
-    const T* pKernelRows[3] = {pBelow, pRow, pAbove};  // kernel row 0 lies on the row below
-    const T* pRows[conv::kFusedTaps];
-    for (int t = 0; t < taps.nCount; ++t)
-        pRows[t] = (taps.nRow[t] < 0 ? pRow : pKernelRows[taps.nRow[t]]) + 1 + taps.nDx[t];
-    conv::FusedRun(pOut + 1, pRows, taps.dWeight, taps.nCount, nWidth - 2, dDivisor, 0.0, dMax,
-                   VectorPath::kAuto, &taps.plan);
-    pOut[0] = pRow[0];
-    pOut[nWidth - 1] = pRow[nWidth - 1];
-}
-
-// A Gaussian of the 8-bit engine, kept for filtering row by row.
-struct RowGauss {
+struct GaussRows {
     std::unique_ptr<float[]> kernel;
-    conv::KernelTaps taps;
-    double dDivisor = 1.0;
+    ConvolutionRows<T> engine;
 
-    bool Create(float fSigma) {
+    // False when the kernel cannot be allocated; mode as ConvolutionRows::Start.
+    bool Start(float fSigma, int nWidth, int nHeight, EngineDepth depth,
+               typename ConvolutionRows<T>::Mode& mode) {
         float fSum = 1.0f;
         kernel.reset(CreateGaussianKernel(3, fSigma, fSum));
         if (!kernel) return false;
-        taps = conv::CollectTaps(kernel.get(), 3, 255.0);
-        dDivisor = fSum == 0.0f ? 1.0 : static_cast<double>(fSum);
+        mode = engine.Start(kernel.get(), 3, fSum, 0, nWidth, nHeight, depth);
         return true;
     }
 };
 
-// The difference of Gaussians of a grey 8-bit image, row by row: with the
-// plain convolution each blurred row depends only on the three rows around
-// it, so the high-pass image A is kept as a ring of three rows and each
-// output row is written as soon as A's row below it exists. The same values
-// as the whole-image steps, in six rows of scratch; pDst may be pSrc, as
-// the rows of A that still need a source row are made before the output
-// row over it is written.
+// The difference of Gaussians of a grey image row by row. The engine reads
+// rows y and y + 1 to make row y and keeps the rows above in its store, so
+// the high-pass image A = max(0, src - G1 src) is kept as two rows, and
+// output row y is written as soon as A's row y + 1 exists: the same values
+// as the whole-image steps, in six rows of scratch and the engines' stores.
+// pDst may be pSrc, as the rows of A that still need a source row are made
+// before the output row over it is written. Returns false, with nothing
+// written, when a kernel cannot be allocated; bStarted false when an
+// engine's store cannot be (the caller then takes the whole-image steps,
+// which go on without that blur).
 template <class T>
 bool DifferenceOfGaussiansByRows(const T* pSrc, T* pDst, int nWidth, int nHeight, float fSigma1,
-                                 float fGain, float fSigma2, float fSigma3) {
-    RowGauss g1, g2, g3;
-    if (!g1.Create(fSigma1) || !g2.Create(fSigma2) || !g3.Create(fSigma3)) return false;
+                                 float fGain, float fSigma2, float fSigma3, EngineDepth depth,
+                                 bool& bStarted) {
+    using Mode = typename ConvolutionRows<T>::Mode;
+    bStarted = false;
+    GaussRows<T> g1, g2, g3;
+    Mode m1 = Mode::kNothing, m2 = Mode::kNothing, m3 = Mode::kNothing;
+    if (!g1.Start(fSigma1, nWidth, nHeight, depth, m1) ||
+        !g2.Start(fSigma2, nWidth, nHeight, depth, m2) ||
+        !g3.Start(fSigma3, nWidth, nHeight, depth, m3))
+        return false;
     const std::size_t w = static_cast<std::size_t>(nWidth);
-    auto rows = NewScratch<T>(SampleCount(6, nWidth));
-    if (!rows) return false;
-    T* const pBlur1 = rows.get() + 3 * w;  // G1 of the source
-    T* const pBlur2 = rows.get() + 4 * w;  // G2 and G3 of A
-    T* const pBlur3 = rows.get() + 5 * w;
+    auto rows = NewScratch<T>(SampleCount(5, nWidth));
+    if (m1 == Mode::kNothing || m2 == Mode::kNothing || m3 == Mode::kNothing || !rows) return true;
+    bStarted = true;
+    T* const pBlur1 = rows.get() + 2 * w;  // G1 of the source
+    T* const pBlur2 = rows.get() + 3 * w;  // G2 and G3 of A
+    T* const pBlur3 = rows.get() + 4 * w;
     auto src = [&](int y) { return pSrc + static_cast<std::size_t>(y) * w; };
-    auto high = [&](int y) { return rows.get() + static_cast<std::size_t>(y % 3) * w; };
-    // Rows without a full neighbourhood are copied by every blur.
-    auto bInterior = [&](int y) { return nWidth >= 3 && y >= 1 && y <= nHeight - 2; };
-    auto makeHigh = [&](int y) {  // A(y) = max(0, src(y) - G1 src(y)); 0 where G1 copies
-        if (!bInterior(y)) {
-            std::memset(high(y), 0, w * sizeof(T));
-            return;
-        }
-        ConvolveRow3(pBlur1, src(y - 1), src(y), src(y + 1), nWidth, g1.taps, g1.dDivisor, 255.0);
-        SubtractClipped(src(y), pBlur1, high(y), nWidth);
-    };
-    auto blur = [&](T* pOut, const RowGauss& g, int y) {
-        if (bInterior(y))
-            ConvolveRow3(pOut, high(y - 1), high(y), high(y + 1), nWidth, g.taps, g.dDivisor,
-                         255.0);
-        else
-            std::memcpy(pOut, high(y), w * sizeof(T));
+    auto high = [&](int y) -> const T* { return rows.get() + static_cast<std::size_t>(y % 2) * w; };
+    auto makeHigh = [&](int y) {
+        g1.engine.Row(y, src, pBlur1);
+        T* pHigh = rows.get() + static_cast<std::size_t>(y % 2) * w;
+        SubtractClipped(src(y), pBlur1, pHigh, nWidth);
     };
     makeHigh(0);
-    if (nHeight > 1) makeHigh(1);
     for (int y = 0; y < nHeight; ++y) {
-        blur(pBlur2, g2, y);
-        blur(pBlur3, g3, y);
+        if (y + 1 < nHeight) makeHigh(y + 1);
+        g2.engine.Row(y, high, pBlur2);
+        g3.engine.Row(y, high, pBlur3);
         GainDifference(pBlur2, pBlur3, pDst + static_cast<std::size_t>(y) * w, nWidth, fGain);
-        if (y + 2 < nHeight) makeHigh(y + 2);
     }
     return true;
 }
 
 // Difference of Gaussians over nCount samples of an nWidth x nHeight image
-// (nCount is nChannels * nWidth * nHeight in 8 bits). The grey 8-bit image
-// goes row by row; otherwise whole images are filtered in turn (the 16-bit
-// engine's store makes each blurred row depend on the rows filtered before
-// it) and pDst is written only at the end. Every path releases its scratch.
+// (nCount is nChannels * nWidth * nHeight in 8 bits). A grey image goes row
+// by row; colour, and images whose engines cannot all start, go through
+// whole images in turn, writing pDst only at the end. Every path releases
+// its scratch.
 template <class T>
 bool DifferenceOfGaussians(const T* pSrc, T* pDst, int nCount, int nWidth, int nHeight,
                            float fSigma1, float fGain, float fSigma2, float fSigma3, bool bGrey,
                            EngineDepth depth) {
     const std::size_t n = SampleCount(nCount, 1);
-    if (bGrey && depth.eAdvance == StoreAdvance::kUnfilteredRows && nWidth > 0 && nHeight > 0 &&
-        SameOrApart(pDst, pSrc, n * sizeof(T)))
-        return DifferenceOfGaussiansByRows(pSrc, pDst, nWidth, nHeight, fSigma1, fGain, fSigma2,
-                                           fSigma3);
+    if (bGrey && nWidth > 0 && nHeight > 0 && SameOrApart(pDst, pSrc, n * sizeof(T))) {
+        bool bStarted = false;
+        const bool bResult = DifferenceOfGaussiansByRows(pSrc, pDst, nWidth, nHeight, fSigma1,
+                                                         fGain, fSigma2, fSigma3, depth, bStarted);
+        if (!bResult || bStarted) return bResult;
+    }
     // Scratch images start at zero, so steps the engine skips (colour) or
     // cannot do (no memory for its row store) leave defined values.
     auto a = NewScratch<T>(n);

@@ -19,6 +19,10 @@ using Words = std::vector<unsigned short>;
 
 using F = CDipFilters;  // the entries under test
 
+template <class T>
+class Filters : public ::testing::Test {};
+TYPED_TEST_SUITE(Filters, SampleTypes);
+
 // 100 above 110: 128 + 10 * (300 - 330) = -172 gives 0 on the edge rows; the mirror gives 255.
 TEST(Filters8, GradientNSSaturatesAtASmallStep) {
     for (int e : {0, 255}) {
@@ -53,10 +57,13 @@ TEST(Dog, NoUpperClampValuesWrap) {
     }
 }
 
-// The grey 8-bit difference of Gaussians runs row by row; it must give what the whole-image
-// steps give (blur, clipped difference, two blurs of the high-pass, gain difference), in place
-// too, on images without interior, with a vector tail, and past the int range (INT_MIN, so 0).
-TEST(Dog, RowByRowMatchesWholeImageSteps) {
+// A grey difference of Gaussians runs row by row; it must give what the whole-image steps give
+// (blur, clipped difference, two blurs of the high-pass, gain difference) at both depths (the
+// 16-bit engine's store rule included), in place too, on images without interior, with a vector
+// tail, and past the int range (INT_MIN, so 0).
+TYPED_TEST(Filters, DogRowByRowMatchesWholeImageSteps) {
+    using T = TypeParam;
+    const int bpp = 8 * sizeof(T), bits = sizeof(T) == 1 ? 8 : 12, nMax = (1 << bits) - 1;
     const int sizes[][2] = {{1, 1}, {2, 5}, {5, 2}, {3, 3}, {4, 3}, {37, 40}, {525, 9}};
     const float params[][4] = {{1.0f, 3.0f, 0.7f, 1.5f},
                                {0.5f, 1.0f, 2.0f, 2.0f},
@@ -66,22 +73,21 @@ TEST(Dog, RowByRowMatchesWholeImageSteps) {
     for (const auto& sz : sizes)
         for (const auto& p : params) {
             const int w = sz[0], h = sz[1], n = w * h;
-            const Bytes8 src = RandomImage<unsigned char>(w, h, 0, 255, seed++);
-            Bytes8 a = src, b(n), c(n), expected(n);
-            Bytes8 in = src;  // the entries take non-const sources
-            ASSERT_TRUE(F::ApplyGauss(in.data(), a.data(), 8, 8, w, h, p[0]));
-            for (int i = 0; i < n; ++i)
-                a[i] = static_cast<unsigned char>(std::max(0, src[i] - a[i]));
-            ASSERT_TRUE(F::ApplyGauss(a.data(), b.data(), 8, 8, w, h, p[2]));
-            ASSERT_TRUE(F::ApplyGauss(a.data(), c.data(), 8, 8, w, h, p[3]));
+            const std::vector<T> src = RandomImage<T>(w, h, 0, nMax, seed++);
+            std::vector<T> in = src, a = src, b(n), c(n), expected(n);
+            ASSERT_TRUE(F::ApplyGauss(Bytes(in), Bytes(a), bpp, bits, w, h, p[0]));
+            for (int i = 0; i < n; ++i) a[i] = static_cast<T>(std::max(0, src[i] - a[i]));
+            ASSERT_TRUE(F::ApplyGauss(Bytes(a), Bytes(b), bpp, bits, w, h, p[2]));
+            ASSERT_TRUE(F::ApplyGauss(Bytes(a), Bytes(c), bpp, bits, w, h, p[3]));
             for (int i = 0; i < n; ++i) {
                 const int v = zetdip::detail::TruncToInt(b[i] * static_cast<double>(p[1]) - c[i]);
-                expected[i] = static_cast<unsigned char>(v < 0 ? 0 : v & 0xFF);
+                expected[i] = static_cast<T>(v < 0 ? 0 : v & (sizeof(T) == 1 ? 0xFF : 0xFFFF));
             }
-            Bytes8 out(n, 7);
-            ASSERT_TRUE(F::ApplyDOG(in.data(), out.data(), 8, 8, w, h, p[0], p[1], p[2], p[3]));
+            std::vector<T> out(n, 7);
+            ASSERT_TRUE(
+                F::ApplyDOG(Bytes(in), Bytes(out), bpp, bits, w, h, p[0], p[1], p[2], p[3]));
             EXPECT_EQ(out, expected) << w << "x" << h << " gain " << p[1];
-            ASSERT_TRUE(F::ApplyDOG(in.data(), in.data(), 8, 8, w, h, p[0], p[1], p[2], p[3]));
+            ASSERT_TRUE(F::ApplyDOG(Bytes(in), Bytes(in), bpp, bits, w, h, p[0], p[1], p[2], p[3]));
             EXPECT_EQ(in, expected) << "in place " << w << "x" << h << " gain " << p[1];
         }
 }
