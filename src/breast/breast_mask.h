@@ -168,18 +168,13 @@ bool BuildBreastMask(T* pSrc, T* pDst, int nWidth, int nHeight, bool& bBreastOnR
                 at(pDst, y, x) = 0;
     }
 
-    // Stage 10: two line erosions, through a second scratch image.
-    {
-        auto pErode = NewScratch<T>(SampleCount(nWidth, nHeight));
-        if (!pErode) return false;
-        if (!CDipMorphMath::ApplyErosionLine(AsBytes(pDst), AsBytes(pErode.get()),
-                                             depth.nBitsPerPixel, depth.nBitsStored, nWidth,
-                                             nHeight) ||
-            !CDipMorphMath::ApplyErosionLine(AsBytes(pErode.get()), AsBytes(pDst),
-                                             depth.nBitsPerPixel, depth.nBitsStored, nWidth,
-                                             nHeight))
+    // Stage 10: two line erosions. The erosion gives in place what it gives
+    // into another buffer and keeps only a few rows of its own, so no second
+    // image is needed; on failure pDst may be left partly eroded.
+    for (int nPass = 0; nPass < 2; ++nPass)
+        if (!CDipMorphMath::ApplyErosionLine(AsBytes(pDst), AsBytes(pDst), depth.nBitsPerPixel,
+                                             depth.nBitsStored, nWidth, nHeight))
             return false;
-    }
 
     // Stage 11: patch upward from the widest row in the breast's columns
     // (row 0 is never written).
