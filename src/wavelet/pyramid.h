@@ -45,7 +45,7 @@ inline ColumnScratch NewColumnScratch(int nHeight) {
 // Applies transform to the first nRun values (nRun <= the scratch's column
 // height) of each column c < nColumns of a coefficient image. lanes(x,
 // nStride, out, nLanes), when bLanes, does the same to nLanes columns at once
-// into out (nRun rows of nLanes values, zero-filled).
+// into out (nRun rows of nLanes values, all written).
 template <class Transform, class Lanes>
 void TransformColumns(double* pCoef, int nWidth, int nColumns, int nRun,
                       const ColumnScratch& scratch, Transform transform, bool bLanes, Lanes lanes) {
@@ -54,9 +54,7 @@ void TransformColumns(double* pCoef, int nWidth, int nColumns, int nRun,
     int c0 = 0;
     if (bLanes && scratch.nColumns == kColumnBlock) {
         for (int nLanes : {kColumnBlock, kWaveletNarrowLanes}) {
-            const std::size_t nOut = static_cast<std::size_t>(nRun) * nLanes;
             for (; c0 + nLanes <= nColumns; c0 += nLanes) {
-                std::fill_n(pBlock, nOut, 0.0);
                 lanes(pCoef + c0, static_cast<std::ptrdiff_t>(nStride), pBlock, nLanes);
                 for (int r = 0; r < nRun; ++r) {
                     const double* pRow = pBlock + static_cast<std::size_t>(r) * nLanes;

@@ -198,6 +198,10 @@ using Lanes4 = double __attribute__((vector_size(32)));
 constexpr int kPrefetchSteps = 4;
 
 // Lane versions of the unguarded bodies above, term for term, on kL lanes.
+// They write every row of out (no filling by the caller): a slot that one
+// row sums on its own is stored as 0.0 + its sum, which is what adding the
+// sum into a zeroed slot gives (-0 becomes +0), and the other slots are
+// zeroed first and then added into, row after row, as in the body.
 template <int kL>
 ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength, int nOdd,
                                        double* out) {
@@ -210,13 +214,45 @@ ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength
         const double* p = x + i * nStride;
         for (int l = 0; l < kL; ++l) o[l] += dTap * p[l];
     };
+    auto zero = [&](Idx nFrom, Idx nTo) {  // slots [nFrom, nTo)
+        if (nTo > nFrom) std::fill_n(out + nFrom * kL, (nTo - nFrom) * kL, 0.0);
+    };
+    const Idx nLowEnd = std::min(nL - 5, n - 1);
+    const Idx nHighBegin = std::max<Idx>(0, -nL);
+    const Idx nHighEnd = std::min(nH - 12, n - 1 - nL);
+    // Edge rows (slots 0..3 and nL-4..nL-1, which may meet in short runs) and
+    // the high slots past the loop are added into.
+    zero(0, 4);
+    zero(std::max<Idx>(4, nL - 4), nL);
+    zero(nL + std::max(nHighBegin, nHighEnd + 1), n);
     for (int r = 0; r < 4; ++r)
         for (int t = 0; t < kAnalysisEdgeTaps[r]; ++t) add(r, t, kAnalysisEdge[r][t]);
-    const Idx nLowEnd = std::min(nL - 5, n - 1);
+
+    // High row j reads rows 2j .. 2j + 2, which low row j + 2 reads too: the
+    // two go together while those rows are at hand. Every slot sees its own
+    // row's operations in order; rows of different slots are independent.
+    auto high = [&](Idx j) {
+        const double* p0 = x + 2 * j * nStride;
+        const double* p1 = p0 + nStride;
+        const double* p2 = p1 + nStride;
+        double* o = out + (nL + j) * kL;
+        for (int l = 0; l < kL; ++l) {
+            double dAcc = 0.0;
+            dAcc += -0.5 * p0[l];
+            dAcc += p1[l];
+            dAcc += -0.5 * p2[l];
+            o[l] = 0.0 + dAcc;
+        }
+    };
+    Idx nPairedBegin = std::max<Idx>(nHighBegin, 2), nPairedEnd = std::min(nHighEnd, nLowEnd - 2);
+    if (nPairedEnd < nPairedBegin) nPairedBegin = nHighEnd + 1, nPairedEnd = nHighEnd;
+    for (Idx j = nHighBegin; j < nPairedBegin; ++j) high(j);
+
     // The sums of kB lanes at a time stay in registers over the nine taps,
     // as vectors of four lanes (each lane the same double operations).
     constexpr int kB = kL < 16 ? kL : 16;
     static_assert(kB % 4 == 0, "lanes come in vectors of four");
+    const Lanes4 zero4 = {0.0, 0.0, 0.0, 0.0};
     for (Idx k = 4; k <= nLowEnd; ++k) {
         // The two rows this step reads first come from memory: ask for the
         // ones a few steps ahead (a prefetch past the run reads nothing).
@@ -237,31 +273,16 @@ ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength
             }
             double* o = out + k * kL + l0;
             for (int j = 0; j < kB / 4; ++j) {
-                Lanes4 v;
-                std::memcpy(&v, o + 4 * j, sizeof v);
-                v += acc[j];
+                const Lanes4 v = zero4 + acc[j];
                 std::memcpy(o + 4 * j, &v, sizeof v);
             }
         }
+        if (k - 2 >= nPairedBegin && k - 2 <= nPairedEnd) high(k - 2);
     }
+    for (Idx j = std::max(nHighBegin, nPairedEnd + 1); j <= nHighEnd; ++j) high(j);
     for (int r = 3; r >= 0; --r)
         for (int t = 0; t < kAnalysisEdgeTaps[r]; ++t)
             add(nL - 1 - r, nE - 1 - t, kAnalysisEdge[r][t]);
-    const Idx nHighBegin = std::max<Idx>(0, -nL);
-    const Idx nHighEnd = std::min(nH - 12, n - 1 - nL);
-    for (Idx j = nHighBegin; j <= nHighEnd; ++j) {
-        const double* p0 = x + 2 * j * nStride;
-        const double* p1 = p0 + nStride;
-        const double* p2 = p1 + nStride;
-        double* o = out + (nL + j) * kL;
-        for (int l = 0; l < kL; ++l) {
-            double dAcc = 0.0;
-            dAcc += -0.5 * p0[l];
-            dAcc += p1[l];
-            dAcc += -0.5 * p2[l];
-            o[l] += dAcc;
-        }
-    }
     add(nE - 1, nE - 2, -0.5);
     add(nE - 1, nE - 1, 1.0);
 }
@@ -271,6 +292,7 @@ ZETDIP_ALWAYS_INLINE void InverseLanes(const double* in, Idx nStride, int nLowCo
                                        double* out) {
     const Idx nL = nLowCount;
     const Idx nH = nL - nOdd;
+    std::fill_n(out, (2 * nL - nOdd) * kL, 0.0);  // every contribution adds
     auto add = [&](Idx o, Idx nSrc, double dTap) {
         double* q = out + o * kL;
         const double* p = in + nSrc * nStride;

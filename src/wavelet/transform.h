@@ -69,13 +69,12 @@ bool WaveletForward(double* pData, int nLength, int nOdd);
 bool WaveletInverse(double* pData, int nLowCount, int nOdd);
 
 // The same transforms on nLanes adjacent columns at once: the run of lane l
-// is x[i * nStride + l]; out holds the results row by row (nLanes values per
-// row, zero-filled by the caller). Every lane sees the operations of the
-// one-run transform in the same order. Only for runs the one-run transform
-// takes without guards: nOdd 0 or 1 and nLength >= 11 + nOdd (forward),
-// nLowCount >= 4 + nOdd (inverse). The lane counts built are kWaveletLanes
-// (wide column blocks: a block's row spans 2 KB, so the column pass streams
-// through the image instead of touching a new page every few values) and
+// is x[i * nStride + l]; out receives the results row by row (nLanes values
+// per row; every row is written, so out need not be zero-filled). Every lane sees the operations of
+// the one-run transform in the same order. Only for runs the one-run transform takes without
+// guards: nOdd 0 or 1 and nLength >= 11 + nOdd (forward), nLowCount >= 4 + nOdd (inverse). The lane
+// counts built are kWaveletLanes (wide column blocks: a block's row spans 2 KB, so the column pass
+// streams through the image instead of touching a new page every few values) and
 // kWaveletNarrowLanes (the columns left over); another count writes nothing.
 inline constexpr int kWaveletLanes = 64;
 inline constexpr int kWaveletNarrowLanes = 16;

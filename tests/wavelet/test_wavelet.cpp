@@ -155,6 +155,39 @@ TEST(WaveletTransform, MatchesReferenceBitForBit) {
             }
 }
 
+// The column transforms, many columns at once, write every row of their output (filled with
+// NaN first) with each column's reference values, at every length where they apply.
+TEST(WaveletTransform, LanesMatchReferencePerColumn) {
+    for (VectorPath path : {VectorPath::kBaseline, VectorPath::kAvx2})
+        for (int nLanes : {kWaveletLanes, kWaveletNarrowLanes})
+            for (int n = 11; n <= 90; ++n)
+                for (int nOdd : {0, 1}) {
+                    if (!VectorPathAvailable(path)) continue;
+                    const Vec x = RandomRun(n * nLanes, 700 + n);  // row-major, nLanes wide
+                    const int nLow = (n + nOdd) / 2;
+                    for (bool bInverse : {false, true}) {
+                        if (bInverse ? 2 * nLow - nOdd != n || !WaveletInverseLanesFit(nLow, nOdd)
+                                     : !WaveletLanesFit(n, nOdd))
+                            continue;
+                        Vec out(x.size(), std::nan(""));
+                        if (bInverse)
+                            WaveletInverseLanes(x.data(), nLanes, nLow, nOdd, out.data(), path,
+                                                nLanes);
+                        else
+                            WaveletForwardLanes(x.data(), nLanes, n, nOdd, out.data(), path,
+                                                nLanes);
+                        for (int l = 0; l < nLanes; l += 7) {
+                            Vec column(n), got(n);
+                            for (int i = 0; i < n; ++i)
+                                column[i] = x[i * nLanes + l], got[i] = out[i * nLanes + l];
+                            EXPECT_EQ(got, bInverse ? ReferenceInverse(column, nLow, nOdd)
+                                                    : ReferenceForward(column, nOdd))
+                                << n << ' ' << nOdd << ' ' << bInverse << ' ' << l;
+                        }
+                    }
+                }
+}
+
 TEST(WaveletDecomposition, LevelGeometryAndCoefficientsOfBothDepthsMatchReference) {
     // {width, height, levels, low width, low height}; below 16 no level is performed.
     const int cases[][5] = {{512, 512, 4, 32, 32}, {40, 100, 2, 10, 25}, {63, 40, 2, 16, 10},
