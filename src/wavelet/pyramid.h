@@ -83,7 +83,6 @@ void TransformColumns(double* pCoef, int nWidth, int nColumns, int nRun,
 // for the run, whose length is not negative): the result of WaveletForward /
 // WaveletInverse when their own scratch would be granted.
 inline void ForwardThrough(double* pData, int nLength, int nOdd, double* pScratch) {
-    std::fill_n(pScratch, nLength, 0.0);
     WaveletForwardInto(pData, nLength, nOdd, pScratch);
     std::copy_n(pScratch, nLength, pData);
 }
@@ -158,7 +157,6 @@ bool WaveletDecompose(const T* pSrc, double* pCoef, int nWidth, int nHeight, int
                 // pass over the coefficients.
                 const T* pIn = pSrc + static_cast<std::size_t>(r) * nWidth;
                 std::copy_n(pIn, nWidth, pRowScratch.get());
-                std::fill_n(pRow, nWidth, 0.0);
                 WaveletForwardInto(pRowScratch.get(), w, pWidthOdd[k], pRow);
             } else {
                 ForwardThrough(pRow, w, pWidthOdd[k], pRowScratch.get());

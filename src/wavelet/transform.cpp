@@ -15,9 +15,12 @@ namespace {
 
 using Idx = std::ptrdiff_t;
 
-// The forward body. Unguarded, it assumes nOdd is 0 or 1 and E >= 11, so that
-// every row reads and writes inside the run; guarded, terms outside the run
-// are dropped (adding them as zeros would give the same sums).
+// The forward body, writing all of out[0 .. nLength-1]. Unguarded, it
+// assumes nOdd is 0 or 1 and E >= 11, so that every row reads and writes
+// inside the run; guarded, terms outside the run are dropped (adding them as
+// zeros would give the same sums). Every slot starts at 0 and each row adds
+// into its own: a slot that one row sums alone is stored as 0.0 + its sum,
+// the same value (-0 becomes +0); the others are zeroed and added into.
 template <bool kGuarded>
 ZETDIP_ALWAYS_INLINE void Forward(const double* x, int nLength, int nOdd, double* out) {
     const Idx n = nLength;
@@ -30,13 +33,22 @@ ZETDIP_ALWAYS_INLINE void Forward(const double* x, int nLength, int nOdd, double
         }
         out[nSlot] += dTap * x[i];
     };
+    const Idx nLowEnd = std::min(nL - 5, n - 1);
+    const Idx nHighBegin = std::max<Idx>(0, -nL);
+    const Idx nHighEnd = std::min(nH - 12, n - 1 - nL);
+    if constexpr (kGuarded) {
+        std::fill_n(out, std::max<Idx>(n, 0), 0.0);
+    } else {
+        std::fill_n(out, 4, 0.0);
+        for (Idx k = std::max<Idx>(4, nL - 4); k < nL; ++k) out[k] = 0.0;
+        for (Idx k = nL + std::max(nHighBegin, nHighEnd + 1); k < n; ++k) out[k] = 0.0;
+    }
 
     for (int r = 0; r < 4; ++r)
         for (int t = 0; t < kAnalysisEdgeTaps[r]; ++t) add(r, t, kAnalysisEdge[r][t]);
 
     // Interior low rows and the high rows never share a slot with another row,
     // so each is summed from 0 on its own: the same sum, term by term.
-    const Idx nLowEnd = std::min(nL - 5, n - 1);
     for (Idx k = 4; k <= nLowEnd; ++k) {
         if constexpr (kGuarded) {
             for (int t = 0; t < 9; ++t) add(k, 2 * k - 4 + t, kAnalysisLow[t]);
@@ -44,7 +56,7 @@ ZETDIP_ALWAYS_INLINE void Forward(const double* x, int nLength, int nOdd, double
             const double* p = x + 2 * k - 4;
             double dAcc = 0.0;
             for (int t = 0; t < 9; ++t) dAcc += kAnalysisLow[t] * p[t];
-            out[k] += dAcc;
+            out[k] = 0.0 + dAcc;
         }
     }
 
@@ -54,8 +66,6 @@ ZETDIP_ALWAYS_INLINE void Forward(const double* x, int nLength, int nOdd, double
             add(nL - 1 - r, nE - 1 - t, kAnalysisEdge[r][t]);
 
     // The high-pass loop ends at nH - 11, leaving ten slots at 0: intended.
-    const Idx nHighBegin = std::max<Idx>(0, -nL);
-    const Idx nHighEnd = std::min(nH - 12, n - 1 - nL);
     for (Idx j = nHighBegin; j <= nHighEnd; ++j) {
         if constexpr (kGuarded) {
             add(nL + j, 2 * j, -0.5);
@@ -66,7 +76,7 @@ ZETDIP_ALWAYS_INLINE void Forward(const double* x, int nLength, int nOdd, double
             dAcc += -0.5 * x[2 * j];
             dAcc += x[2 * j + 1];
             dAcc += -0.5 * x[2 * j + 2];
-            out[nL + j] += dAcc;
+            out[nL + j] = 0.0 + dAcc;
         }
     }
 
@@ -452,7 +462,6 @@ bool WaveletForward(double* pData, int nLength, int nOdd) {
     if (nLength < 0) return false;  // a negative run is a request no allocator grants
     const auto pOut = NewScratch<double>(static_cast<std::size_t>(nLength));
     if (!pOut) return false;
-    std::fill_n(pOut.get(), nLength, 0.0);
     WaveletForwardInto(pData, nLength, nOdd, pOut.get());
     std::copy_n(pOut.get(), nLength, pData);
     return true;

@@ -40,8 +40,8 @@ inline constexpr double kSynthesisEdge[2][8] = {
     {15.0 / 64, -45.0 / 512, -105.0 / 256, 345.0 / 512, -31.0 / 128, -53.0 / 512, 9.0 / 256,
      9.0 / 512}};
 
-// Forward transform of x[0 .. nLength-1] added into out[0 .. nLength-1]
-// (zero-filled by the caller, distinct from x): nL = (nLength + nOdd) / 2
+// Forward transform of x[0 .. nLength-1] into out[0 .. nLength-1] (every
+// value written, as if added into zeros; distinct from x): nL = (nLength + nOdd) / 2
 // low-pass values, then the high-pass values. The high-pass loop stops at
 // nH - 11 and the last high value lands in slot nLength - nOdd - 1.
 // Short runs (nLength - nOdd < 11) and an nOdd other than 0 or 1: terms that
