@@ -224,6 +224,26 @@ int main(int argc, char** argv) {
     const float* ranges16[] = {range16};
     const int channels[] = {0};
 
+    // The wavelet pyramid of either depth, and a decomposition followed by
+    // the reconstruction of level 0.
+    auto decompose8 = [&] {
+        CDipWavelet::ApplyWaveletDecomposition(B(s8), coef.data(), w, h, 8, 8, lw, lh, wo, ho, 4);
+    };
+    auto decompose16 = [&] {
+        CDipWavelet::ApplyWaveletDecomposition(B(s16), coef.data(), w, h, 16, 12, lw, lh, wo, ho,
+                                               4);
+    };
+    auto roundTrip8 = [&] {
+        decompose8();
+        CDipWavelet::ApplyWaveletReconstruction(coef.data(), B(d8), 8, 8, w, h, 0, 0, lw, lh, wo,
+                                                ho, 4);
+    };
+    auto roundTrip16 = [&] {
+        decompose16();
+        CDipWavelet::ApplyWaveletReconstruction(coef.data(), B(d16), 16, 12, w, h, 0, 0, lw, lh, wo,
+                                                ho, 4);
+    };
+
     std::vector<Row> rows = {
         {"memcpy (floor)", [&] { std::memcpy(d8.data(), s8.data(), n); }, nullptr,
          [&] { std::memcpy(d16.data(), s16.data(), 2 * n); }, nullptr},
@@ -351,41 +371,23 @@ int main(int argc, char** argv) {
              cv::erode(mb16, tmpb, cv::Mat());
              cv::bitwise_and(mb16, tmpb, o16);
          }},
-        {"wavelet decomposition 4 / pyrDown 4",
-         [&] {
-             CDipWavelet::ApplyWaveletDecomposition(B(s8), coef.data(), w, h, 8, 8, lw, lh, wo, ho,
-                                                    4);
-         },
+        {"wavelet decomposition 4 / pyrDown 4", decompose8,
          [&] {
              cv::pyrDown(m8, tmp8);
              for (int k = 0; k < 3; ++k) cv::pyrDown(tmp8, tmp8);
          },
-         [&] {
-             CDipWavelet::ApplyWaveletDecomposition(B(s16), coef.data(), w, h, 16, 12, lw, lh, wo,
-                                                    ho, 4);
-         },
+         decompose16,
          [&] {
              cv::pyrDown(m16, tmp16);
              for (int k = 0; k < 3; ++k) cv::pyrDown(tmp16, tmp16);
          }},
-        {"wavelet reconstruction 4 / pyrUp 4",
-         [&] {
-             CDipWavelet::ApplyWaveletDecomposition(B(s8), coef.data(), w, h, 8, 8, lw, lh, wo, ho,
-                                                    4);
-             CDipWavelet::ApplyWaveletReconstruction(coef.data(), B(d8), 8, 8, w, h, 0, 0, lw, lh,
-                                                     wo, ho, 4);
-         },
+        {"wavelet reconstruction 4 / pyrUp 4", roundTrip8,
          [&] {
              cv::pyrDown(m8, tmp8);
              for (int k = 0; k < 3; ++k) cv::pyrDown(tmp8, tmp8);
              for (int k = 0; k < 4; ++k) cv::pyrUp(tmp8, tmp8);
          },
-         [&] {
-             CDipWavelet::ApplyWaveletDecomposition(B(s16), coef.data(), w, h, 16, 12, lw, lh, wo,
-                                                    ho, 4);
-             CDipWavelet::ApplyWaveletReconstruction(coef.data(), B(d16), 16, 12, w, h, 0, 0, lw,
-                                                     lh, wo, ho, 4);
-         },
+         roundTrip16,
          [&] {
              cv::pyrDown(m16, tmp16);
              for (int k = 0; k < 3; ++k) cv::pyrDown(tmp16, tmp16);
@@ -396,34 +398,15 @@ int main(int argc, char** argv) {
         // pyramid on doubles the stand-in that writes the same kind of output.
         {"wavelet floor / convertTo 64F", nullptr, [&] { m8.convertTo(c64, CV_64F); }, nullptr,
          [&] { m16.convertTo(c64, CV_64F); }},
-        {"wavelet decomposition 4 / 64F pyrDown 4",
-         [&] {
-             CDipWavelet::ApplyWaveletDecomposition(B(s8), coef.data(), w, h, 8, 8, lw, lh, wo, ho,
-                                                    4);
-         },
-         [&] { DoublePyramid(m8, c64, t64, false); },
-         [&] {
-             CDipWavelet::ApplyWaveletDecomposition(B(s16), coef.data(), w, h, 16, 12, lw, lh, wo,
-                                                    ho, 4);
-         },
+        {"wavelet decomposition 4 / 64F pyrDown 4", decompose8,
+         [&] { DoublePyramid(m8, c64, t64, false); }, decompose16,
          [&] { DoublePyramid(m16, c64, t64, false); }},
-        {"wavelet reconstruction 4 / 64F pyrUp 4",
-         [&] {
-             CDipWavelet::ApplyWaveletDecomposition(B(s8), coef.data(), w, h, 8, 8, lw, lh, wo, ho,
-                                                    4);
-             CDipWavelet::ApplyWaveletReconstruction(coef.data(), B(d8), 8, 8, w, h, 0, 0, lw, lh,
-                                                     wo, ho, 4);
-         },
+        {"wavelet reconstruction 4 / 64F pyrUp 4", roundTrip8,
          [&] {
              DoublePyramid(m8, c64, t64, true);
              t64.convertTo(o8, CV_8U);
          },
-         [&] {
-             CDipWavelet::ApplyWaveletDecomposition(B(s16), coef.data(), w, h, 16, 12, lw, lh, wo,
-                                                    ho, 4);
-             CDipWavelet::ApplyWaveletReconstruction(coef.data(), B(d16), 16, 12, w, h, 0, 0, lw,
-                                                     lh, wo, ho, 4);
-         },
+         roundTrip16,
          [&] {
              DoublePyramid(m16, c64, t64, true);
              t64.convertTo(o16, CV_16U);
