@@ -144,6 +144,19 @@ struct SeGeometry {
         r = static_cast<int>(r + q);
         nCol = static_cast<int>(c - q * nWidth);
     }
+
+    // The source row and column that interior pixel x of row y reads for
+    // member (dy, dx) (see RankRuleAt); false when the read is skipped.
+    bool Resolve(int dy, int dx, int x, int y, int& r, int& nCol) const {
+        const bool bFromCache = dy < 0 || (dy == 0 && dx < 0);
+        r = bFromCache ? hA + dy : y + dy;
+        ToCell(r, static_cast<long long>(x) + dx, nCol);
+        if (bFromCache) {
+            if (r > hA) return false;  // past the end of the cache, see RankRuleAt
+            r = CachedRow(r, nCol, x, y);
+        }
+        return true;
+    }
 };
 
 // Unmodified source rows: rows y - hA .. y from the ring when the scan
@@ -190,14 +203,8 @@ T RankRuleAt(const SeGeometry& g, const OriginalRows<T>& rows, int x, int nNeed)
     T e = rows.Row(y - g.hA)[x - g.hB];  // corner seed, member or not (intended)
     int k = 0;
     auto visit = [&](int dy, int dx) {
-        const bool bFromCache = dy < 0 || (dy == 0 && dx < 0);
-        int r = bFromCache ? g.hA + dy : y + dy;
-        int c = 0;
-        g.ToCell(r, static_cast<long long>(x) + dx, c);
-        if (bFromCache) {
-            if (r > g.hA) return;  // past the end of the cache, see above
-            r = g.CachedRow(r, c, x, y);
-        }
+        int r = 0, c = 0;
+        if (!g.Resolve(dy, dx, x, y, r, c)) return;
         const T v = rows.Row(r)[c];
         k += Op::Qualifies(v, vc) ? 1 : 0;
         e = Op::Extreme(e, v);
@@ -538,6 +545,104 @@ private:
     std::unique_ptr<int[]> m_pSlotRow;  // source row held by each slot, -1 for none
 };
 
+// The interior pixels outside the blocked span (left of it when the element
+// is taller than wide, and the last ones of each row, whose cache columns are
+// over-advanced) in rows y >= 2 hA + 1. From there on the cell a member reads
+// lies at a fixed offset from the pixel's row: every over-advanced column has
+// caught up (j <= hA < y - hA in CachedRow). So each pixel's reads are
+// resolved once, and a row reads them through a table of row pointers
+// instead of mapping every member anew.
+template <class Op, class T>
+class BorderCells {
+public:
+    // Pixels [hB, xLo) and (xHi, nInteriorEnd]; false, and the rows are
+    // left to RankRuleAt, when there is no such row or pixel, no member list,
+    // or the cells would take more than nBudget bytes.
+    bool Init(const SeGeometry& g, int xLo, int xHi, int nInteriorEnd, int nLastInteriorRow,
+              std::size_t nBudget) {
+        m_nFirstRow = 2 * g.hA + 1;
+        m_nLeftEnd = xLo;
+        m_nRightStart = xHi + 1;
+        m_nInteriorEnd = nInteriorEnd;
+        m_hA = g.hA;
+        m_hB = g.hB;
+        const long long nPixels = static_cast<long long>(xLo - g.hB) + (nInteriorEnd - xHi);
+        if (nLastInteriorRow < m_nFirstRow || nPixels <= 0 || g.pMembers == nullptr) return false;
+        const std::size_t nCells =
+            static_cast<std::size_t>(nPixels) * static_cast<std::size_t>(g.nMemberCount);
+        if (nCells > nBudget / sizeof(Cell)) return false;
+        m_pCells = NewScratch<Cell>(nCells);
+        m_pStart = NewScratch<std::size_t>(static_cast<std::size_t>(nPixels) + 1);
+        if (!m_pCells || !m_pStart) return false;
+        // Row offsets first, to size the pointer table; the seed row is one of them.
+        const int y = m_nFirstRow;
+        int nLo = -g.hA, nHi = -g.hA;
+        std::size_t n = 0, p = 0;
+        for (int x = g.hB; x <= nInteriorEnd; ++x) {
+            if (x == xLo && xHi >= xLo) x = xHi + 1;
+            if (x > nInteriorEnd) break;
+            m_pStart[p++] = n;
+            for (int i = 0; i < g.nMemberCount; ++i) {
+                int r = 0, c = 0;
+                if (!g.Resolve(g.pMembers[2 * i], g.pMembers[2 * i + 1], x, y, r, c)) continue;
+                m_pCells[n++] = {r - y, c};
+                nLo = std::min(nLo, r - y);
+                nHi = std::max(nHi, r - y);
+            }
+        }
+        m_pStart[p] = n;
+        m_nRowLo = nLo;
+        m_nRowCount = nHi - nLo + 1;
+        m_pRows = NewScratch<const T*>(static_cast<std::size_t>(m_nRowCount));
+        m_pUsed = NewScratch<bool>(static_cast<std::size_t>(m_nRowCount));
+        if (!m_pRows || !m_pUsed) return false;
+        std::fill_n(m_pUsed.get(), m_nRowCount, false);
+        m_pUsed[-g.hA - nLo] = true;
+        for (std::size_t i = 0; i < n; ++i) {
+            m_pCells[i].nRow -= nLo;
+            m_pUsed[m_pCells[i].nRow] = true;
+        }
+        return true;
+    }
+
+    // Whether row y takes its border pixels from here.
+    bool Covers(int y) const { return m_pCells != nullptr && y >= m_nFirstRow; }
+
+    void Row(const OriginalRows<T>& rows, T* pOut, int nNeed) {
+        // Only the rows some cell reads: the others may lie outside the image.
+        for (int i = 0; i < m_nRowCount; ++i)
+            m_pRows[i] = m_pUsed[i] ? rows.Row(rows.y + m_nRowLo + i) : nullptr;
+        const T* pCentre = rows.Row(rows.y);
+        const T* pSeed = m_pRows[-m_hA - m_nRowLo];
+        std::size_t p = 0;
+        for (int x = m_hB; x <= m_nInteriorEnd; ++x, ++p) {
+            if (x == m_nLeftEnd && m_nRightStart > m_nLeftEnd) x = m_nRightStart;
+            if (x > m_nInteriorEnd) break;
+            const T vc = pCentre[x];
+            T e = pSeed[x - m_hB];  // corner seed, member or not (intended)
+            int k = 0;
+            for (std::size_t i = m_pStart[p]; i < m_pStart[p + 1]; ++i) {
+                const T v = m_pRows[m_pCells[i].nRow][m_pCells[i].nCol];
+                k += Op::Qualifies(v, vc) ? 1 : 0;
+                e = Op::Extreme(e, v);
+            }
+            pOut[x] = k == nNeed ? e : vc;
+        }
+    }
+
+private:
+    struct Cell {
+        int nRow;  // index into the row pointers
+        int nCol;
+    };
+    int m_nFirstRow = 0, m_nLeftEnd = 0, m_nRightStart = 0, m_nInteriorEnd = 0;
+    int m_hA = 0, m_hB = 0, m_nRowLo = 0, m_nRowCount = 0;
+    std::unique_ptr<Cell[]> m_pCells;
+    std::unique_ptr<std::size_t[]> m_pStart;  // first cell of each pixel, and the end
+    std::unique_ptr<const T*[]> m_pRows;
+    std::unique_ptr<bool[]> m_pUsed;
+};
+
 // Erosion (ErodeOp) or dilation (DilateOp) of a one-channel image. pDst may
 // equal pSrc. Returns false, writing nothing, for nSEHeight < 3, for a
 // negative nSEWidth (chosen: from -2 down the last pixel of a row would
@@ -624,6 +729,16 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
         if (pRuns && !pRuns->Init(g, vector)) pRuns.reset();
     }
 
+    // Border pixels through resolved cells, no more memory than the ring.
+    std::unique_ptr<BorderCells<Op, T>> pBorder;
+    if (path == EnginePath::kBlocked && nInteriorEnd >= hB) {
+        pBorder.reset(new (std::nothrow) BorderCells<Op, T>());
+        if (pBorder && !pBorder->Init(g, static_cast<int>(xLo), static_cast<int>(xHi), nInteriorEnd,
+                                      nLastInteriorRow,
+                                      (static_cast<std::size_t>(hA) + 1) * nStride * sizeof(T)))
+            pBorder.reset();
+    }
+
     for (int y = 0; y < nHeight; ++y) {
         const T* pSrcRow = pSrc + static_cast<std::size_t>(y) * nStride;
         T* pOut = pDst + static_cast<std::size_t>(y) * nStride;
@@ -647,7 +762,11 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
         }
         if (nInteriorEnd < hB) continue;
         const int lo = static_cast<int>(xLo), hi = static_cast<int>(xHi);
-        for (int x = hB; x < lo; ++x) pOut[x] = RankRuleAt<Op>(g, rows, x, nNeed);
+        const bool bBorderCells = pBorder && pBorder->Covers(y);
+        if (bBorderCells)
+            pBorder->Row(rows, pOut, nNeed);
+        else
+            for (int x = hB; x < lo; ++x) pOut[x] = RankRuleAt<Op>(g, rows, x, nNeed);
         if (lo <= hi) {
             if (nNeed < 0 || nNeed > nMembers)
                 // The count can never match: every pixel keeps its value.
@@ -662,7 +781,9 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
             else
                 RankRuleBlocked<Op, T, std::uint32_t>(g, rows, lo, hi, pOut, nNeed);
         }
-        for (int x = hi + 1; x <= nInteriorEnd; ++x) pOut[x] = RankRuleAt<Op>(g, rows, x, nNeed);
+        if (!bBorderCells)
+            for (int x = hi + 1; x <= nInteriorEnd; ++x)
+                pOut[x] = RankRuleAt<Op>(g, rows, x, nNeed);
     }
     return true;
 }
