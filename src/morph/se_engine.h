@@ -390,10 +390,18 @@ ZETDIP_ALWAYS_INLINE void ExtremeRunsBlock(const RunWindows<T>* pRuns, int nRuns
 template <class Op, class T>
 ZETDIP_ALWAYS_INLINE void ExtremeRunsLoop(const RunWindows<T>* pRuns, int nRuns, const T* pCentre,
                                           const T* pSeed, int nSeed, int lo, int hi, T* pOut) {
-    constexpr int kBlock = 128;
+    constexpr int kBlock = 128, kTail = 32;
     int x = lo;
     for (; x + kBlock - 1 <= hi; x += kBlock)
         ExtremeRunsBlock<Op, T, kBlock>(pRuns, nRuns, pCentre, pSeed, nSeed, x, pOut);
+    for (; x + kTail - 1 <= hi; x += kTail)
+        ExtremeRunsBlock<Op, T, kTail>(pRuns, nRuns, pCentre, pSeed, nSeed, x, pOut);
+    // The last pixels as one block ending at hi, over pixels already written:
+    // the sources are never the output row, so they come out the same.
+    if (x <= hi && hi - lo + 1 >= kTail) {
+        ExtremeRunsBlock<Op, T, kTail>(pRuns, nRuns, pCentre, pSeed, nSeed, hi - kTail + 1, pOut);
+        x = hi + 1;
+    }
     for (; x <= hi; ++x) ExtremeRunsBlock<Op, T, 1>(pRuns, nRuns, pCentre, pSeed, nSeed, x, pOut);
 }
 
