@@ -39,6 +39,7 @@ namespace zetdip::detail {
 
 // The comparisons that tell erosion from dilation.
 struct ErodeOp {
+    static constexpr bool kMinimum = true;  // the extreme is the minimum
     // A neighbour counts when it is not brighter than the centre.
     template <class T>
     static bool Qualifies(T v, T vc) {
@@ -57,6 +58,7 @@ struct ErodeOp {
 };
 
 struct DilateOp {
+    static constexpr bool kMinimum = false;
     template <class T>
     static bool Qualifies(T v, T vc) {
         return v >= vc;
@@ -264,9 +266,14 @@ void RankRuleBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo, 
 // elements) when both must qualify (nNeed == 2): the count equals 2 exactly
 // when the less qualifying of the two does, so no counting is needed, and
 // the whole rule runs in one pass over the row.
+//
+// The row goes one vector register of samples at a time (GCC vector types,
+// each lane the scalar operation), and ends with one vector that finishes
+// at xHi: the rows read are never the output row, so the pixels written
+// twice come out the same. Rows shorter than a vector take the sample loop.
 template <class Op, class T>
-ZETDIP_ALWAYS_INLINE void TwoMemberLoop(const T* pCentre, const T* pSeed, int nSeed, const T* pA,
-                                        int nA, const T* pB, int nB, int xLo, int xHi, T* pOut) {
+ZETDIP_ALWAYS_INLINE void TwoMemberRange(const T* pCentre, const T* pSeed, int nSeed, const T* pA,
+                                         int nA, const T* pB, int nB, int xLo, int xHi, T* pOut) {
     for (int x = xLo; x <= xHi; ++x) {
         const T vc = pCentre[x], a = pA[x + nA], b = pB[x + nB];
         const T e = Op::Extreme(Op::Extreme(pSeed[x + nSeed], a), b);
@@ -274,17 +281,60 @@ ZETDIP_ALWAYS_INLINE void TwoMemberLoop(const T* pCentre, const T* pSeed, int nS
     }
 }
 
+template <class Op, class T, int kBytes>
+ZETDIP_ALWAYS_INLINE void TwoMemberVector(const T* pCentre, const T* pSeed, const T* pA,
+                                          const T* pB, T* pOut) {
+    using V [[gnu::vector_size(kBytes)]] = T;
+    V vc, a, b, seed;
+    std::memcpy(&vc, pCentre, kBytes);
+    std::memcpy(&a, pA, kBytes);
+    std::memcpy(&b, pB, kBytes);
+    std::memcpy(&seed, pSeed, kBytes);
+#if defined(__GNUC__) && defined(__x86_64__)
+    // Each used twice: held in registers, not read again from memory for
+    // the second use, since loads are what bounds this loop.
+    __asm__("" : "+x"(vc), "+x"(a), "+x"(b));
+#endif
+    // Op's comparisons written out on vectors (a call would pass them
+    // through an ABI that differs with and without AVX).
+    const V lo = a < b ? a : b, hi = a < b ? b : a;
+    V out;
+    if constexpr (Op::kMinimum) {
+        const V e = seed < lo ? seed : lo;
+        out = hi <= vc ? e : vc;
+    } else {
+        const V e = seed > hi ? seed : hi;
+        out = lo >= vc ? e : vc;
+    }
+    std::memcpy(pOut, &out, kBytes);
+}
+
+template <class Op, class T, int kBytes>
+ZETDIP_ALWAYS_INLINE void TwoMemberLoop(const T* pCentre, const T* pSeed, int nSeed, const T* pA,
+                                        int nA, const T* pB, int nB, int xLo, int xHi, T* pOut) {
+    constexpr int kLanes = kBytes / static_cast<int>(sizeof(T));
+    if (xHi - xLo + 1 < kLanes)
+        return TwoMemberRange<Op>(pCentre, pSeed, nSeed, pA, nA, pB, nB, xLo, xHi, pOut);
+    auto vector = [&](int x) {
+        TwoMemberVector<Op, T, kBytes>(pCentre + x, pSeed + (x + nSeed), pA + (x + nA),
+                                       pB + (x + nB), pOut + x);
+    };
+    int x = xLo;
+    for (; x + kLanes - 1 <= xHi; x += kLanes) vector(x);
+    if (x <= xHi) vector(xHi - kLanes + 1);
+}
+
 template <class Op, class T>
 void TwoMemberLoopBaseline(const T* pCentre, const T* pSeed, int nSeed, const T* pA, int nA,
                            const T* pB, int nB, int xLo, int xHi, T* pOut) {
-    TwoMemberLoop<Op>(pCentre, pSeed, nSeed, pA, nA, pB, nB, xLo, xHi, pOut);
+    TwoMemberLoop<Op, T, 16>(pCentre, pSeed, nSeed, pA, nA, pB, nB, xLo, xHi, pOut);
 }
 
 #if ZETDIP_HAS_AVX2_PATH
 template <class Op, class T>
 ZETDIP_TARGET_AVX2 void TwoMemberLoopAvx2(const T* pCentre, const T* pSeed, int nSeed, const T* pA,
                                           int nA, const T* pB, int nB, int xLo, int xHi, T* pOut) {
-    TwoMemberLoop<Op>(pCentre, pSeed, nSeed, pA, nA, pB, nB, xLo, xHi, pOut);
+    TwoMemberLoop<Op, T, 32>(pCentre, pSeed, nSeed, pA, nA, pB, nB, xLo, xHi, pOut);
 }
 #endif
 
