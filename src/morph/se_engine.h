@@ -319,7 +319,12 @@ ZETDIP_ALWAYS_INLINE void TwoMemberLoop(const T* pCentre, const T* pSeed, int nS
         TwoMemberVector<Op, T, kBytes>(pCentre + x, pSeed + (x + nSeed), pA + (x + nA),
                                        pB + (x + nB), pOut + x);
     };
-    int x = xLo;
+    // One vector at xLo, then stores aligned to the vector size: a row's
+    // pixels need not start on a boundary, and a split store costs more.
+    vector(xLo);
+    const std::size_t nMisalign = reinterpret_cast<std::uintptr_t>(pOut + xLo) % kBytes;
+    int x = xLo + static_cast<int>((kBytes - nMisalign) % kBytes / sizeof(T));
+    if (x == xLo) x += kLanes;
     for (; x + kLanes - 1 <= xHi; x += kLanes) vector(x);
     if (x <= xHi) vector(xHi - kLanes + 1);
 }

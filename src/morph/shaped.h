@@ -5,6 +5,7 @@
 #ifndef ZETDIP_MORPH_SHAPED_H
 #define ZETDIP_MORPH_SHAPED_H
 
+#include <cstdint>
 #include <cstring>
 
 #include "core/common.h"
@@ -113,8 +114,14 @@ bool ShapedChain(const T* pSrc, T* pDst, int nWidth, int nHeight, const ShapedSt
     if (nStages < 1 || nStages > kMaxShapedStages) return false;
     if (nWidth <= 0 || nHeight <= 0) return true;
     const std::size_t w = static_cast<std::size_t>(nWidth);
-    auto pRings = NewScratch<T>(static_cast<std::size_t>(nStages - 1) * 3 * w);
+    // Ring rows start on 64-byte boundaries, so that the passes between
+    // two rings read and write whole vectors.
+    constexpr std::size_t kAlign = 64 / sizeof(T);
+    const std::size_t nStride = (w + kAlign - 1) / kAlign * kAlign;
+    auto pRings = NewScratch<T>(static_cast<std::size_t>(nStages - 1) * 3 * nStride + kAlign);
     if (!pRings) return false;
+    const std::size_t nSkew = reinterpret_cast<std::uintptr_t>(pRings.get()) % 64 / sizeof(T);
+    T* const pRing0 = pRings.get() + (kAlign - nSkew) % kAlign;
     vector = ResolvePath(vector);
     ShapedMembers members[kMaxShapedStages];
     for (int s = 0; s < nStages; ++s) members[s] = MembersOf(pStages[s].pSE);
@@ -123,8 +130,8 @@ bool ShapedChain(const T* pSrc, T* pDst, int nWidth, int nHeight, const ShapedSt
     auto row = [&](int s, int j) -> T* {
         if (s < 0) return const_cast<T*>(pSrc) + static_cast<std::size_t>(j) * w;
         if (s == nStages - 1) return pDst + static_cast<std::size_t>(j) * w;
-        return pRings.get() +
-               (static_cast<std::size_t>(s) * 3 + static_cast<std::size_t>(j % 3)) * w;
+        return pRing0 +
+               (static_cast<std::size_t>(s) * 3 + static_cast<std::size_t>(j % 3)) * nStride;
     };
     const bool bInterior = nWidth >= 3 && nHeight >= 3;
     for (int t = 0; t < nHeight + nStages - 1; ++t) {
