@@ -20,7 +20,10 @@
 // an unmodified source row between y - hA and y + 1, so the engine keeps the
 // hA + 1 original rows y - hA .. y (the same memory as the cache) and reads
 // them through that mapping. Wherever the mapping is the plain one (all of
-// a row for 3-wide elements) a blocked loop computes 256 pixels at a time.
+// a row for 3-wide elements) a blocked loop computes 256 pixels at a time;
+// the pixels outside it (the right-border columns of wider elements) read
+// through cells resolved once per image once the mapping no longer depends
+// on the row (BorderCells).
 #ifndef ZETDIP_MORPH_SE_ENGINE_H
 #define ZETDIP_MORPH_SE_ENGINE_H
 
