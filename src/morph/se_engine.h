@@ -293,9 +293,10 @@ ZETDIP_ALWAYS_INLINE void TwoMemberVector(const T* pCentre, const T* pSeed, cons
     std::memcpy(&a, pA, kBytes);
     std::memcpy(&b, pB, kBytes);
     std::memcpy(&seed, pSeed, kBytes);
-#if defined(__GNUC__) && defined(__x86_64__)
+#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__)
     // Each used twice: held in registers, not read again from memory for
-    // the second use, since loads are what bounds this loop.
+    // the second use, since loads are what bounds this loop. (Clang checks
+    // the operand size against the file's baseline, without AVX.)
     __asm__("" : "+x"(vc), "+x"(a), "+x"(b));
 #endif
     // Op's comparisons written out on vectors (a call would pass them
