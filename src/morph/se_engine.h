@@ -20,7 +20,10 @@
 // an unmodified source row between y - hA and y + 1, so the engine keeps the
 // hA + 1 original rows y - hA .. y (the same memory as the cache) and reads
 // them through that mapping. Wherever the mapping is the plain one (all of
-// a row for 3-wide elements) a blocked loop computes 256 pixels at a time.
+// a row for 3-wide elements) a blocked loop computes 256 pixels at a time;
+// the pixels outside it (the right-border columns of wider elements) read
+// through cells resolved once per image once the mapping no longer depends
+// on the row (BorderCells).
 #ifndef ZETDIP_MORPH_SE_ENGINE_H
 #define ZETDIP_MORPH_SE_ENGINE_H
 
@@ -39,6 +42,7 @@ namespace zetdip::detail {
 
 // The comparisons that tell erosion from dilation.
 struct ErodeOp {
+    static constexpr bool kMinimum = true;  // the extreme is the minimum
     // A neighbour counts when it is not brighter than the centre.
     template <class T>
     static bool Qualifies(T v, T vc) {
@@ -57,6 +61,7 @@ struct ErodeOp {
 };
 
 struct DilateOp {
+    static constexpr bool kMinimum = false;
     template <class T>
     static bool Qualifies(T v, T vc) {
         return v >= vc;
@@ -144,6 +149,19 @@ struct SeGeometry {
         r = static_cast<int>(r + q);
         nCol = static_cast<int>(c - q * nWidth);
     }
+
+    // The source row and column that interior pixel x of row y reads for
+    // member (dy, dx) (see RankRuleAt); false when the read is skipped.
+    bool Resolve(int dy, int dx, int x, int y, int& r, int& nCol) const {
+        const bool bFromCache = dy < 0 || (dy == 0 && dx < 0);
+        r = bFromCache ? hA + dy : y + dy;
+        ToCell(r, static_cast<long long>(x) + dx, nCol);
+        if (bFromCache) {
+            if (r > hA) return false;  // past the end of the cache, see RankRuleAt
+            r = CachedRow(r, nCol, x, y);
+        }
+        return true;
+    }
 };
 
 // Unmodified source rows: rows y - hA .. y from the ring when the scan
@@ -190,14 +208,8 @@ T RankRuleAt(const SeGeometry& g, const OriginalRows<T>& rows, int x, int nNeed)
     T e = rows.Row(y - g.hA)[x - g.hB];  // corner seed, member or not (intended)
     int k = 0;
     auto visit = [&](int dy, int dx) {
-        const bool bFromCache = dy < 0 || (dy == 0 && dx < 0);
-        int r = bFromCache ? g.hA + dy : y + dy;
-        int c = 0;
-        g.ToCell(r, static_cast<long long>(x) + dx, c);
-        if (bFromCache) {
-            if (r > g.hA) return;  // past the end of the cache, see above
-            r = g.CachedRow(r, c, x, y);
-        }
+        int r = 0, c = 0;
+        if (!g.Resolve(dy, dx, x, y, r, c)) return;
         const T v = rows.Row(r)[c];
         k += Op::Qualifies(v, vc) ? 1 : 0;
         e = Op::Extreme(e, v);
@@ -257,9 +269,14 @@ void RankRuleBlocked(const SeGeometry& g, const OriginalRows<T>& rows, int xLo, 
 // elements) when both must qualify (nNeed == 2): the count equals 2 exactly
 // when the less qualifying of the two does, so no counting is needed, and
 // the whole rule runs in one pass over the row.
+//
+// The row goes one vector register of samples at a time (GCC vector types,
+// each lane the scalar operation), and ends with one vector that finishes
+// at xHi: the rows read are never the output row, so the pixels written
+// twice come out the same. Rows shorter than a vector take the sample loop.
 template <class Op, class T>
-ZETDIP_ALWAYS_INLINE void TwoMemberLoop(const T* pCentre, const T* pSeed, int nSeed, const T* pA,
-                                        int nA, const T* pB, int nB, int xLo, int xHi, T* pOut) {
+ZETDIP_ALWAYS_INLINE void TwoMemberRange(const T* pCentre, const T* pSeed, int nSeed, const T* pA,
+                                         int nA, const T* pB, int nB, int xLo, int xHi, T* pOut) {
     for (int x = xLo; x <= xHi; ++x) {
         const T vc = pCentre[x], a = pA[x + nA], b = pB[x + nB];
         const T e = Op::Extreme(Op::Extreme(pSeed[x + nSeed], a), b);
@@ -267,17 +284,66 @@ ZETDIP_ALWAYS_INLINE void TwoMemberLoop(const T* pCentre, const T* pSeed, int nS
     }
 }
 
+template <class Op, class T, int kBytes>
+ZETDIP_ALWAYS_INLINE void TwoMemberVector(const T* pCentre, const T* pSeed, const T* pA,
+                                          const T* pB, T* pOut) {
+    using V [[gnu::vector_size(kBytes)]] = T;
+    V vc, a, b, seed;
+    std::memcpy(&vc, pCentre, kBytes);
+    std::memcpy(&a, pA, kBytes);
+    std::memcpy(&b, pB, kBytes);
+    std::memcpy(&seed, pSeed, kBytes);
+#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__)
+    // Each used twice: held in registers, not read again from memory for
+    // the second use, since loads are what bounds this loop. (Clang checks
+    // the operand size against the file's baseline, without AVX.)
+    __asm__("" : "+x"(vc), "+x"(a), "+x"(b));
+#endif
+    // Op's comparisons written out on vectors (a call would pass them
+    // through an ABI that differs with and without AVX).
+    const V lo = a < b ? a : b, hi = a < b ? b : a;
+    V out;
+    if constexpr (Op::kMinimum) {
+        const V e = seed < lo ? seed : lo;
+        out = hi <= vc ? e : vc;
+    } else {
+        const V e = seed > hi ? seed : hi;
+        out = lo >= vc ? e : vc;
+    }
+    std::memcpy(pOut, &out, kBytes);
+}
+
+template <class Op, class T, int kBytes>
+ZETDIP_ALWAYS_INLINE void TwoMemberLoop(const T* pCentre, const T* pSeed, int nSeed, const T* pA,
+                                        int nA, const T* pB, int nB, int xLo, int xHi, T* pOut) {
+    constexpr int kLanes = kBytes / static_cast<int>(sizeof(T));
+    if (xHi - xLo + 1 < kLanes)
+        return TwoMemberRange<Op>(pCentre, pSeed, nSeed, pA, nA, pB, nB, xLo, xHi, pOut);
+    auto vector = [&](int x) {
+        TwoMemberVector<Op, T, kBytes>(pCentre + x, pSeed + (x + nSeed), pA + (x + nA),
+                                       pB + (x + nB), pOut + x);
+    };
+    // One vector at xLo, then stores aligned to the vector size: a row's
+    // pixels need not start on a boundary, and a split store costs more.
+    vector(xLo);
+    const std::size_t nMisalign = reinterpret_cast<std::uintptr_t>(pOut + xLo) % kBytes;
+    int x = xLo + static_cast<int>((kBytes - nMisalign) % kBytes / sizeof(T));
+    if (x == xLo) x += kLanes;
+    for (; x + kLanes - 1 <= xHi; x += kLanes) vector(x);
+    if (x <= xHi) vector(xHi - kLanes + 1);
+}
+
 template <class Op, class T>
 void TwoMemberLoopBaseline(const T* pCentre, const T* pSeed, int nSeed, const T* pA, int nA,
                            const T* pB, int nB, int xLo, int xHi, T* pOut) {
-    TwoMemberLoop<Op>(pCentre, pSeed, nSeed, pA, nA, pB, nB, xLo, xHi, pOut);
+    TwoMemberLoop<Op, T, 16>(pCentre, pSeed, nSeed, pA, nA, pB, nB, xLo, xHi, pOut);
 }
 
 #if ZETDIP_HAS_AVX2_PATH
 template <class Op, class T>
 ZETDIP_TARGET_AVX2 void TwoMemberLoopAvx2(const T* pCentre, const T* pSeed, int nSeed, const T* pA,
                                           int nA, const T* pB, int nB, int xLo, int xHi, T* pOut) {
-    TwoMemberLoop<Op>(pCentre, pSeed, nSeed, pA, nA, pB, nB, xLo, xHi, pOut);
+    TwoMemberLoop<Op, T, 32>(pCentre, pSeed, nSeed, pA, nA, pB, nB, xLo, xHi, pOut);
 }
 #endif
 
@@ -383,10 +449,18 @@ ZETDIP_ALWAYS_INLINE void ExtremeRunsBlock(const RunWindows<T>* pRuns, int nRuns
 template <class Op, class T>
 ZETDIP_ALWAYS_INLINE void ExtremeRunsLoop(const RunWindows<T>* pRuns, int nRuns, const T* pCentre,
                                           const T* pSeed, int nSeed, int lo, int hi, T* pOut) {
-    constexpr int kBlock = 128;
+    constexpr int kBlock = 128, kTail = 32;
     int x = lo;
     for (; x + kBlock - 1 <= hi; x += kBlock)
         ExtremeRunsBlock<Op, T, kBlock>(pRuns, nRuns, pCentre, pSeed, nSeed, x, pOut);
+    for (; x + kTail - 1 <= hi; x += kTail)
+        ExtremeRunsBlock<Op, T, kTail>(pRuns, nRuns, pCentre, pSeed, nSeed, x, pOut);
+    // The last pixels as one block ending at hi, over pixels already written:
+    // the sources are never the output row, so they come out the same.
+    if (x <= hi && hi - lo + 1 >= kTail) {
+        ExtremeRunsBlock<Op, T, kTail>(pRuns, nRuns, pCentre, pSeed, nSeed, hi - kTail + 1, pOut);
+        x = hi + 1;
+    }
     for (; x <= hi; ++x) ExtremeRunsBlock<Op, T, 1>(pRuns, nRuns, pCentre, pSeed, nSeed, x, pOut);
 }
 
@@ -538,6 +612,104 @@ private:
     std::unique_ptr<int[]> m_pSlotRow;  // source row held by each slot, -1 for none
 };
 
+// The interior pixels outside the blocked span (left of it when the element
+// is taller than wide, and the last ones of each row, whose cache columns are
+// over-advanced) in rows y >= 2 hA + 1. From there on the cell a member reads
+// lies at a fixed offset from the pixel's row: every over-advanced column has
+// caught up (j <= hA < y - hA in CachedRow). So each pixel's reads are
+// resolved once, and a row reads them through a table of row pointers
+// instead of mapping every member anew.
+template <class Op, class T>
+class BorderCells {
+public:
+    // Pixels [hB, xLo) and (xHi, nInteriorEnd]; false, and the rows are
+    // left to RankRuleAt, when there is no such row or pixel, no member list,
+    // or the cells would take more than nBudget bytes.
+    bool Init(const SeGeometry& g, int xLo, int xHi, int nInteriorEnd, int nLastInteriorRow,
+              std::size_t nBudget) {
+        m_nFirstRow = 2 * g.hA + 1;
+        m_nLeftEnd = xLo;
+        m_nRightStart = xHi + 1;
+        m_nInteriorEnd = nInteriorEnd;
+        m_hA = g.hA;
+        m_hB = g.hB;
+        const long long nPixels = static_cast<long long>(xLo - g.hB) + (nInteriorEnd - xHi);
+        if (nLastInteriorRow < m_nFirstRow || nPixels <= 0 || g.pMembers == nullptr) return false;
+        const std::size_t nCells =
+            static_cast<std::size_t>(nPixels) * static_cast<std::size_t>(g.nMemberCount);
+        if (nCells > nBudget / sizeof(Cell)) return false;
+        m_pCells = NewScratch<Cell>(nCells);
+        m_pStart = NewScratch<std::size_t>(static_cast<std::size_t>(nPixels) + 1);
+        if (!m_pCells || !m_pStart) return false;
+        // Row offsets first, to size the pointer table; the seed row is one of them.
+        const int y = m_nFirstRow;
+        int nLo = -g.hA, nHi = -g.hA;
+        std::size_t n = 0, p = 0;
+        for (int x = g.hB; x <= nInteriorEnd; ++x) {
+            if (x == xLo && xHi >= xLo) x = xHi + 1;
+            if (x > nInteriorEnd) break;
+            m_pStart[p++] = n;
+            for (int i = 0; i < g.nMemberCount; ++i) {
+                int r = 0, c = 0;
+                if (!g.Resolve(g.pMembers[2 * i], g.pMembers[2 * i + 1], x, y, r, c)) continue;
+                m_pCells[n++] = {r - y, c};
+                nLo = std::min(nLo, r - y);
+                nHi = std::max(nHi, r - y);
+            }
+        }
+        m_pStart[p] = n;
+        m_nRowLo = nLo;
+        m_nRowCount = nHi - nLo + 1;
+        m_pRows = NewScratch<const T*>(static_cast<std::size_t>(m_nRowCount));
+        m_pUsed = NewScratch<bool>(static_cast<std::size_t>(m_nRowCount));
+        if (!m_pRows || !m_pUsed) return false;
+        std::fill_n(m_pUsed.get(), m_nRowCount, false);
+        m_pUsed[-g.hA - nLo] = true;
+        for (std::size_t i = 0; i < n; ++i) {
+            m_pCells[i].nRow -= nLo;
+            m_pUsed[m_pCells[i].nRow] = true;
+        }
+        return true;
+    }
+
+    // Whether row y takes its border pixels from here.
+    bool Covers(int y) const { return m_pCells != nullptr && y >= m_nFirstRow; }
+
+    void Row(const OriginalRows<T>& rows, T* pOut, int nNeed) {
+        // Only the rows some cell reads: the others may lie outside the image.
+        for (int i = 0; i < m_nRowCount; ++i)
+            m_pRows[i] = m_pUsed[i] ? rows.Row(rows.y + m_nRowLo + i) : nullptr;
+        const T* pCentre = rows.Row(rows.y);
+        const T* pSeed = m_pRows[-m_hA - m_nRowLo];
+        std::size_t p = 0;
+        for (int x = m_hB; x <= m_nInteriorEnd; ++x, ++p) {
+            if (x == m_nLeftEnd && m_nRightStart > m_nLeftEnd) x = m_nRightStart;
+            if (x > m_nInteriorEnd) break;
+            const T vc = pCentre[x];
+            T e = pSeed[x - m_hB];  // corner seed, member or not (intended)
+            int k = 0;
+            for (std::size_t i = m_pStart[p]; i < m_pStart[p + 1]; ++i) {
+                const T v = m_pRows[m_pCells[i].nRow][m_pCells[i].nCol];
+                k += Op::Qualifies(v, vc) ? 1 : 0;
+                e = Op::Extreme(e, v);
+            }
+            pOut[x] = k == nNeed ? e : vc;
+        }
+    }
+
+private:
+    struct Cell {
+        int nRow;  // index into the row pointers
+        int nCol;
+    };
+    int m_nFirstRow = 0, m_nLeftEnd = 0, m_nRightStart = 0, m_nInteriorEnd = 0;
+    int m_hA = 0, m_hB = 0, m_nRowLo = 0, m_nRowCount = 0;
+    std::unique_ptr<Cell[]> m_pCells;
+    std::unique_ptr<std::size_t[]> m_pStart;  // first cell of each pixel, and the end
+    std::unique_ptr<const T*[]> m_pRows;
+    std::unique_ptr<bool[]> m_pUsed;
+};
+
 // Erosion (ErodeOp) or dilation (DilateOp) of a one-channel image. pDst may
 // equal pSrc. Returns false, writing nothing, for nSEHeight < 3, for a
 // negative nSEWidth (chosen: from -2 down the last pixel of a row would
@@ -624,6 +796,16 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
         if (pRuns && !pRuns->Init(g, vector)) pRuns.reset();
     }
 
+    // Border pixels through resolved cells, no more memory than the ring.
+    std::unique_ptr<BorderCells<Op, T>> pBorder;
+    if (path == EnginePath::kBlocked && nInteriorEnd >= hB) {
+        pBorder.reset(new (std::nothrow) BorderCells<Op, T>());
+        if (pBorder && !pBorder->Init(g, static_cast<int>(xLo), static_cast<int>(xHi), nInteriorEnd,
+                                      nLastInteriorRow,
+                                      (static_cast<std::size_t>(hA) + 1) * nStride * sizeof(T)))
+            pBorder.reset();
+    }
+
     for (int y = 0; y < nHeight; ++y) {
         const T* pSrcRow = pSrc + static_cast<std::size_t>(y) * nStride;
         T* pOut = pDst + static_cast<std::size_t>(y) * nStride;
@@ -647,7 +829,11 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
         }
         if (nInteriorEnd < hB) continue;
         const int lo = static_cast<int>(xLo), hi = static_cast<int>(xHi);
-        for (int x = hB; x < lo; ++x) pOut[x] = RankRuleAt<Op>(g, rows, x, nNeed);
+        const bool bBorderCells = pBorder && pBorder->Covers(y);
+        if (bBorderCells)
+            pBorder->Row(rows, pOut, nNeed);
+        else
+            for (int x = hB; x < lo; ++x) pOut[x] = RankRuleAt<Op>(g, rows, x, nNeed);
         if (lo <= hi) {
             if (nNeed < 0 || nNeed > nMembers)
                 // The count can never match: every pixel keeps its value.
@@ -662,7 +848,9 @@ bool ApplyWithSE(const T* pSrc, T* pDst, int nWidth, int nHeight, const int* pSE
             else
                 RankRuleBlocked<Op, T, std::uint32_t>(g, rows, lo, hi, pOut, nNeed);
         }
-        for (int x = hi + 1; x <= nInteriorEnd; ++x) pOut[x] = RankRuleAt<Op>(g, rows, x, nNeed);
+        if (!bBorderCells)
+            for (int x = hi + 1; x <= nInteriorEnd; ++x)
+                pOut[x] = RankRuleAt<Op>(g, rows, x, nNeed);
     }
     return true;
 }

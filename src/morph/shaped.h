@@ -5,6 +5,7 @@
 #ifndef ZETDIP_MORPH_SHAPED_H
 #define ZETDIP_MORPH_SHAPED_H
 
+#include <cstdint>
 #include <cstring>
 
 #include "core/common.h"
@@ -64,50 +65,84 @@ struct ShapedStage {
     const int* pSE;
 };
 
-template <class Op, class T>
-void ShapedRow(const T* pAbove, const T* pCentre, const T* pBelow, T* pOut, int nWidth,
-               const int* pSE, VectorPath vector) {
-    pOut[0] = pCentre[0];
-    pOut[nWidth - 1] = pCentre[nWidth - 1];
-    const T* pRow[2] = {nullptr, nullptr};
-    int nDx[2] = {0, 0};
-    int m = 0;
+// The two members of a stage: the input row each reads (-1 above, 0 the
+// centre row, 1 below) and its column offset, found once per chain.
+struct ShapedMembers {
+    int nRow[2];
+    int nDx[2];
+};
+
+inline ShapedMembers MembersOf(const int* pSE) {
+    ShapedMembers m{{0, 0}, {0, 0}};
+    int n = 0;
     // Element row 0 applies to the row below (see kLineSE).
-    for (int i = 0; i < 9 && m < 2; ++i)
+    for (int i = 0; i < 9 && n < 2; ++i)
         if (i != 4 && pSE[i] != 0) {
-            pRow[m] = i < 3 ? pBelow : i < 6 ? pCentre : pAbove;
-            nDx[m++] = i % 3 - 1;
+            m.nRow[n] = 1 - i / 3;
+            m.nDx[n++] = i % 3 - 1;
         }
-#if ZETDIP_HAS_AVX2_PATH
-    if (vector == VectorPath::kAvx2)
-        return TwoMemberLoopAvx2<Op>(pCentre, pAbove, -1, pRow[0], nDx[0], pRow[1], nDx[1], 1,
-                                     nWidth - 2, pOut);
-#endif
-    (void)vector;
-    TwoMemberLoopBaseline<Op>(pCentre, pAbove, -1, pRow[0], nDx[0], pRow[1], nDx[1], 1, nWidth - 2,
-                              pOut);
+    return m;
 }
 
-// Runs the stages from pSrc to pDst; false, writing nothing, when the three
-// rows of each intermediate pass cannot be had.
+template <class Op, class T>
+void ShapedRow(const T* pAbove, const T* pCentre, const T* pBelow, T* pOut, int nWidth,
+               const ShapedMembers& m, VectorPath vector) {
+    const T* pRows[3] = {pAbove, pCentre, pBelow};
+    const T* pA = pRows[m.nRow[0] + 1];
+    const T* pB = pRows[m.nRow[1] + 1];
+#if ZETDIP_HAS_AVX2_PATH
+    if (vector == VectorPath::kAvx2)
+        TwoMemberLoopAvx2<Op>(pCentre, pAbove, -1, pA, m.nDx[0], pB, m.nDx[1], 1, nWidth - 2, pOut);
+    else
+#endif
+        TwoMemberLoopBaseline<Op>(pCentre, pAbove, -1, pA, m.nDx[0], pB, m.nDx[1], 1, nWidth - 2,
+                                  pOut);
+    (void)vector;
+    pOut[0] = pCentre[0];
+    pOut[nWidth - 1] = pCentre[nWidth - 1];
+}
+
+// The longest chain: the opening and the closing.
+inline constexpr int kMaxShapedStages = 8;
+
+// Runs the stages (1 .. kMaxShapedStages) from pSrc to pDst; false, writing
+// nothing, for more stages or when the three rows of each intermediate pass
+// cannot be had.
 template <class T>
 bool ShapedChain(const T* pSrc, T* pDst, int nWidth, int nHeight, const ShapedStage* pStages,
                  int nStages, VectorPath vector = VectorPath::kAuto) {
+    if (nStages < 1 || nStages > kMaxShapedStages) return false;
     if (nWidth <= 0 || nHeight <= 0) return true;
     const std::size_t w = static_cast<std::size_t>(nWidth);
-    auto pRings = NewScratch<T>(static_cast<std::size_t>(nStages - 1) * 3 * w);
+    // Ring rows start on 64-byte boundaries, so that the passes between
+    // two rings read and write whole vectors.
+    constexpr std::size_t kAlign = 64 / sizeof(T);
+    const std::size_t nStride = (w + kAlign - 1) / kAlign * kAlign;
+    auto pRings = NewScratch<T>(static_cast<std::size_t>(nStages - 1) * 3 * nStride + kAlign);
     if (!pRings) return false;
+    const std::size_t nSkew = reinterpret_cast<std::uintptr_t>(pRings.get()) % 64 / sizeof(T);
+    T* const pRing0 = pRings.get() + (kAlign - nSkew) % kAlign;
     vector = ResolvePath(vector);
+    ShapedMembers members[kMaxShapedStages];
+    for (int s = 0; s < nStages; ++s) members[s] = MembersOf(pStages[s].pSE);
     // Row j of pass s: the source for s = -1, the destination for the last
     // pass, else slot j % 3 of the pass's ring.
     auto row = [&](int s, int j) -> T* {
         if (s < 0) return const_cast<T*>(pSrc) + static_cast<std::size_t>(j) * w;
         if (s == nStages - 1) return pDst + static_cast<std::size_t>(j) * w;
-        return pRings.get() +
-               (static_cast<std::size_t>(s) * 3 + static_cast<std::size_t>(j % 3)) * w;
+        return pRing0 +
+               (static_cast<std::size_t>(s) * 3 + static_cast<std::size_t>(j % 3)) * nStride;
     };
     const bool bInterior = nWidth >= 3 && nHeight >= 3;
-    for (int t = 0; t < nHeight + nStages - 1; ++t)
+    for (int t = 0; t < nHeight + nStages - 1; ++t) {
+#if defined(__GNUC__)
+        // The source row the first pass reads next comes from memory: ask
+        // for it one row ahead, while the passes work in the cache.
+        if (t + 2 < nHeight) {
+            const char* p = reinterpret_cast<const char*>(row(-1, t + 2));
+            for (std::size_t i = 0; i < w * sizeof(T); i += 64) __builtin_prefetch(p + i);
+        }
+#endif
         for (int s = 0; s < nStages; ++s) {
             const int j = t - s;
             if (j < 0 || j >= nHeight) continue;
@@ -119,11 +154,12 @@ bool ShapedChain(const T* pSrc, T* pDst, int nWidth, int nHeight, const ShapedSt
             }
             if (pStages[s].bErode)
                 ShapedRow<ErodeOp>(row(s - 1, j - 1), pIn, row(s - 1, j + 1), pOut, nWidth,
-                                   pStages[s].pSE, vector);
+                                   members[s], vector);
             else
                 ShapedRow<DilateOp>(row(s - 1, j - 1), pIn, row(s - 1, j + 1), pOut, nWidth,
-                                    pStages[s].pSE, vector);
+                                    members[s], vector);
         }
+    }
     return true;
 }
 

@@ -88,13 +88,14 @@ TYPED_TEST(Shaped, CircleDilatationOpeningClosingRunQuartersInOrder) {
 
 // The chained quarters equal the passes one image at a time at sizes that
 // break row pipelines (no interior, one interior row or column, fewer rows
-// than passes), in place and not, on both vector paths.
+// than passes, rows of less than, exactly and just over a vector), in place
+// and not, on both vector paths.
 TYPED_TEST(Shaped, ChainedPassesMatchWholeImagePasses) {
     using T = TypeParam;
     using zetdip::detail::ShapedStage, zetdip::detail::VectorPath;
     std::uint32_t seed = 30;
-    const int sizes[][2] = {{1, 1}, {2, 2}, {3, 1}, {1, 3},   {3, 3},
-                            {4, 3}, {3, 7}, {5, 9}, {67, 33}, {130, 4}};
+    const int sizes[][2] = {{1, 1}, {2, 2}, {3, 1},  {1, 3},  {3, 3},   {4, 3},
+                            {3, 7}, {5, 9}, {33, 5}, {34, 6}, {67, 33}, {130, 4}};
     for (const auto& [w, h] : sizes)
         for (int nMax : {3, int(T(~0u))}) {
             const auto img = RandomImage<T>(w, h, 0, nMax, ++seed);
