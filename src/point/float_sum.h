@@ -26,6 +26,9 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+#if ZETDIP_HAS_AVX2_PATH
+#include <immintrin.h>
+#endif
 
 namespace zetdip::detail {
 
@@ -291,6 +294,215 @@ std::int64_t SampleTermWords(const T* b, int nWords, int k, std::uint32_t& parit
 }
 #endif
 
+// Squared deviations of 8-bit samples from a level m, summed in a binade of
+// ulp 2^k (1 <= k <= 16) by arithmetic instead of a table: with L = 256 m
+// rounded, s = |256 v - L|^2 >> 16 is (v - m)^2 within about 2, and
+// q = (s + 2^(k-1)) >> k its rounding to ulps, all in 16-bit lanes. The
+// plan holds the values whose increment q misses by one (counted and
+// corrected) and the tie values (whose presence sends the samples back to
+// the tables); it is checked against the table for every sample value, so
+// the approximation only decides whether this path can be taken.
+struct SquarePlan {
+    static constexpr int kMaxListed = 16;
+    int k = 0, nLevel = 0, nPlus = 0, nMinus = 0, nTies = 0;
+    unsigned char plus[kMaxListed], minus[kMaxListed], ties[kMaxListed];
+};
+
+// q for sample v, as the vector lanes form it (avg(s, 2^(k-1) - 1) >> (k - 1)).
+inline int SquareIncrement(int v, int nLevel, int k) {
+    const int w = v << 8;
+    const auto d = static_cast<std::uint32_t>(w > nLevel ? w - nLevel : nLevel - w);
+    const std::uint32_t s = (d * d) >> 16;
+    return static_cast<int>(((s + (1u << (k - 1)) - 1u + 1u) >> 1) >> (k - 1));
+}
+
+// The plan for samples nMin..nMax whose binade steps are pStep[v - nMin]
+// (exact there) around fLevel; false when the path cannot be taken.
+inline bool MakeSquarePlan(const SumStep* pStep, int nMin, int nMax, float fLevel, int k,
+                           SquarePlan& plan) {
+    if (k < 1 || k > 16 || nMin < 0 || nMax > 255) return false;
+    const double dLevel = 256.0 * static_cast<double>(fLevel) + 0.5;
+    if (!(dLevel >= 0.0 && dLevel < 65536.0)) return false;
+    plan = SquarePlan{};
+    plan.k = k;
+    plan.nLevel = static_cast<int>(dLevel);
+    for (int v = nMin; v <= nMax; ++v) {
+        const SumStep& s = pStep[v - nMin];
+        const int q = SquareIncrement(v, plan.nLevel, k);
+        // A 16-bit lane adds up to 32 increments between widenings.
+        if (q > 2047) return false;
+        const auto c = static_cast<unsigned char>(v);
+        if (s.d != 0) {
+            if (plan.nTies == SquarePlan::kMaxListed) return false;
+            plan.ties[plan.nTies++] = c;
+        } else if (s.inc0 == q + 1) {
+            if (plan.nPlus == SquarePlan::kMaxListed) return false;
+            plan.plus[plan.nPlus++] = c;
+        } else if (s.inc0 == q - 1) {
+            if (plan.nMinus == SquarePlan::kMaxListed) return false;
+            plan.minus[plan.nMinus++] = c;
+        } else if (s.inc0 != q) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Samples per chunk of the square path: whole runs of sixteen vector steps,
+// few enough for the byte counts (at most one per step and lane).
+constexpr int kSquareChunk = 2048;
+
+#if defined(__SSE2__)
+struct Sse2Lanes {
+    using V = __m128i;
+    static constexpr int kBytes = 16;
+    static V Zero() { return _mm_setzero_si128(); }
+    static V Load(const unsigned char* p) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    }
+    static V Set8(unsigned char c) { return _mm_set1_epi8(static_cast<char>(c)); }
+    static V Set16(int c) { return _mm_set1_epi16(static_cast<short>(c)); }
+    static V Lo8(V a, V b) { return _mm_unpacklo_epi8(a, b); }
+    static V Hi8(V a, V b) { return _mm_unpackhi_epi8(a, b); }
+    static V AbsDiff16(V a, V b) {
+        return _mm_or_si128(_mm_subs_epu16(a, b), _mm_subs_epu16(b, a));
+    }
+    static V Square16(V d) { return _mm_mulhi_epu16(d, d); }
+    static V Round16(V s, V bias, __m128i shift) {
+        return _mm_srl_epi16(_mm_avg_epu16(s, bias), shift);
+    }
+    static V Add16(V a, V b) { return _mm_add_epi16(a, b); }
+    static V Or(V a, V b) { return _mm_or_si128(a, b); }
+    static V CountEq8(V n, V v, V c) { return _mm_sub_epi8(n, _mm_cmpeq_epi8(v, c)); }
+    static V Add32(V a, V b) { return _mm_add_epi32(a, b); }
+    // Pairs of unsigned 16-bit lanes summed into 32-bit lanes.
+    static V Widen16(V a) {
+        return _mm_add_epi32(_mm_and_si128(a, _mm_set1_epi32(0xffff)), _mm_srli_epi32(a, 16));
+    }
+    static std::int64_t Sum32(V a) {
+        alignas(16) std::int32_t l[4];
+        _mm_store_si128(reinterpret_cast<__m128i*>(l), a);
+        return static_cast<std::int64_t>(l[0]) + l[1] + l[2] + l[3];
+    }
+    static std::int64_t Sum8(V a) {
+        const __m128i s = _mm_sad_epu8(a, _mm_setzero_si128());
+        return _mm_cvtsi128_si32(s) + _mm_cvtsi128_si32(_mm_srli_si128(s, 8));
+    }
+    static bool Any(V a) { return _mm_movemask_epi8(_mm_cmpeq_epi8(a, Zero())) != 0xffff; }
+};
+#endif
+
+#if ZETDIP_HAS_AVX2_PATH
+struct Avx2Lanes {
+    using V = __m256i;
+    static constexpr int kBytes = 32;
+    ZETDIP_TARGET_AVX2 static V Zero() { return _mm256_setzero_si256(); }
+    ZETDIP_TARGET_AVX2 static V Load(const unsigned char* p) {
+        return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+    }
+    ZETDIP_TARGET_AVX2 static V Set8(unsigned char c) {
+        return _mm256_set1_epi8(static_cast<char>(c));
+    }
+    ZETDIP_TARGET_AVX2 static V Set16(int c) { return _mm256_set1_epi16(static_cast<short>(c)); }
+    ZETDIP_TARGET_AVX2 static V Lo8(V a, V b) { return _mm256_unpacklo_epi8(a, b); }
+    ZETDIP_TARGET_AVX2 static V Hi8(V a, V b) { return _mm256_unpackhi_epi8(a, b); }
+    ZETDIP_TARGET_AVX2 static V AbsDiff16(V a, V b) {
+        return _mm256_or_si256(_mm256_subs_epu16(a, b), _mm256_subs_epu16(b, a));
+    }
+    ZETDIP_TARGET_AVX2 static V Square16(V d) { return _mm256_mulhi_epu16(d, d); }
+    ZETDIP_TARGET_AVX2 static V Round16(V s, V bias, __m128i shift) {
+        return _mm256_srl_epi16(_mm256_avg_epu16(s, bias), shift);
+    }
+    ZETDIP_TARGET_AVX2 static V Add16(V a, V b) { return _mm256_add_epi16(a, b); }
+    ZETDIP_TARGET_AVX2 static V Or(V a, V b) { return _mm256_or_si256(a, b); }
+    ZETDIP_TARGET_AVX2 static V CountEq8(V n, V v, V c) {
+        return _mm256_sub_epi8(n, _mm256_cmpeq_epi8(v, c));
+    }
+    ZETDIP_TARGET_AVX2 static V Add32(V a, V b) { return _mm256_add_epi32(a, b); }
+    ZETDIP_TARGET_AVX2 static V Widen16(V a) {
+        return _mm256_add_epi32(_mm256_and_si256(a, _mm256_set1_epi32(0xffff)),
+                                _mm256_srli_epi32(a, 16));
+    }
+    ZETDIP_TARGET_AVX2 static std::int64_t Sum32(V a) {
+        return Sse2Lanes::Sum32(
+            _mm_add_epi32(_mm256_castsi256_si128(a), _mm256_extracti128_si256(a, 1)));
+    }
+    ZETDIP_TARGET_AVX2 static std::int64_t Sum8(V a) {
+        const __m256i s = _mm256_sad_epu8(a, _mm256_setzero_si256());
+        return Sse2Lanes::Sum8(
+            _mm_add_epi64(_mm256_castsi256_si128(s), _mm256_extracti128_si256(s, 1)));
+    }
+    ZETDIP_TARGET_AVX2 static bool Any(V a) { return !_mm256_testz_si256(a, a); }
+};
+#endif
+
+#if defined(__SSE2__)
+// The ulps that kSquareChunk samples at b add under plan, into rTotal;
+// false (rTotal undefined) when a tie value is among them. The body is only
+// ever inlined into a function compiled for its lanes, so no vector crosses
+// a call of another target (which the ABI note below is about).
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpsabi"
+#endif
+template <class L>
+ZETDIP_ALWAYS_INLINE bool SquareChunkBody(const unsigned char* b, const SquarePlan& plan,
+                                          std::int64_t& rTotal) {
+    using V = typename L::V;
+    const V zero = L::Zero(), level = L::Set16(plan.nLevel),
+            bias = L::Set16((1 << (plan.k - 1)) - 1);
+    const __m128i shift = _mm_cvtsi32_si128(plan.k - 1);
+    V plus[SquarePlan::kMaxListed], minus[SquarePlan::kMaxListed], ties[SquarePlan::kMaxListed];
+    for (int x = 0; x < plan.nPlus; ++x) plus[x] = L::Set8(plan.plus[x]);
+    for (int x = 0; x < plan.nMinus; ++x) minus[x] = L::Set8(plan.minus[x]);
+    for (int x = 0; x < plan.nTies; ++x) ties[x] = L::Set8(plan.ties[x]);
+    V sum = zero, nPlus = zero, nMinus = zero, nTies = zero;
+    for (int j = 0; j < kSquareChunk;) {
+        // Sixteen steps add at most 32 increments to a 16-bit lane.
+        V sum16 = zero;
+        for (const int nEnd = j + 16 * L::kBytes; j < nEnd; j += L::kBytes) {
+            const V v = L::Load(b + j);
+            // v * 256 in 16-bit lanes: the sample in the high byte.
+            const V d0 = L::AbsDiff16(L::Lo8(zero, v), level);
+            const V d1 = L::AbsDiff16(L::Hi8(zero, v), level);
+            sum16 = L::Add16(sum16, L::Add16(L::Round16(L::Square16(d0), bias, shift),
+                                             L::Round16(L::Square16(d1), bias, shift)));
+            for (int x = 0; x < plan.nPlus; ++x) nPlus = L::CountEq8(nPlus, v, plus[x]);
+            for (int x = 0; x < plan.nMinus; ++x) nMinus = L::CountEq8(nMinus, v, minus[x]);
+            for (int x = 0; x < plan.nTies; ++x) nTies = L::CountEq8(nTies, v, ties[x]);
+        }
+        sum = L::Add32(sum, L::Widen16(sum16));
+    }
+    if (L::Any(nTies)) return false;
+    rTotal = L::Sum32(sum) + L::Sum8(nPlus) - L::Sum8(nMinus);
+    return true;
+}
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
+
+inline bool SquareChunkBaseline(const unsigned char* b, const SquarePlan& plan,
+                                std::int64_t& rTotal) {
+    return SquareChunkBody<Sse2Lanes>(b, plan, rTotal);
+}
+
+#if ZETDIP_HAS_AVX2_PATH
+ZETDIP_TARGET_AVX2 inline bool SquareChunkAvx2(const unsigned char* b, const SquarePlan& plan,
+                                               std::int64_t& rTotal) {
+    return SquareChunkBody<Avx2Lanes>(b, plan, rTotal);
+}
+#endif
+
+inline bool SquareChunk(const unsigned char* b, const SquarePlan& plan, VectorPath vector,
+                        std::int64_t& rTotal) {
+#if ZETDIP_HAS_AVX2_PATH
+    if (vector == VectorPath::kAvx2) return SquareChunkAvx2(b, plan, rTotal);
+#endif
+    (void)vector;
+    return SquareChunkBaseline(b, plan, rTotal);
+}
+#endif
+
 // The sum of pPack[v] over the n samples v at b.
 template <class T>
 ZETDIP_NO_VECTORIZE std::int64_t PackedSum(const std::int64_t* pPack, const T* b, long long n) {
@@ -315,12 +527,16 @@ float AccumulateFloatLiteral(const T* pSrc, long long nCount, Term term) {
 
 // term(v) >= 0 is the double term of sample value v. Scratch: two tables
 // over the range of values present (pSpan, when given, holds every sample);
-// without them the literal loop runs.
+// without them the literal loop runs. pSquareLevel, when given, is the level
+// m of terms that are squared deviations (float)(v - m) squared: 8-bit
+// samples then go by the square path where its plan holds.
 template <class T, class Term, bool kSampleTerms = false>
 float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path = SumPath::kFast,
-                      const SampleSpan* pSpan = nullptr) {
+                      const SampleSpan* pSpan = nullptr, VectorPath vector = VectorPath::kAuto,
+                      const float* pSquareLevel = nullptr) {
     if (path == SumPath::kScalarOnly || nCount <= 0)
         return AccumulateFloatLiteral(pSrc, nCount, term);
+    vector = ResolvePath(vector);
     int nMin = 0, nMax = 0;
     if (pSpan != nullptr) {
         nMin = pSpan->nMin;
@@ -357,6 +573,21 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
     // Covers the rounding of the double bound sums.
     const double dSlack = 1.0 + std::ldexp(1.0, -40);
     int nTableExp = INT_MIN;
+    auto buildTable = [&](int e, double lo, double u) {
+        if (e == nTableExp) return;
+        for (std::size_t v = 0; v < nRange; ++v) {
+            table[v] = StepInBinade(pTerm[v], lo, u);
+            packed[v] =
+                (static_cast<std::int64_t>(table[v].inc0) << kTieBits) + (table[v].d != 0 ? 1 : 0);
+        }
+        nTableExp = e;
+    };
+#if defined(__SSE2__)
+    SquarePlan plan;
+    int nPlanExp = INT_MIN;
+    bool bPlan = false;
+    long long nSquareFrom = 0;  // a chunk that failed is not tried again
+#endif
     while (i < nCount) {
         // Adding 0 to 0 leaves it 0: skip a leading run of zero terms.
         if (acc == 0.0f) {
@@ -372,6 +603,41 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
             while (i < nCount && at(pSrc[i]) == 0.0) ++i;
             if (i == nCount) break;
         }
+#if defined(__SSE2__)
+        // A chunk of squared deviations whose sum stays in the binade of acc
+        // adds exactly its increments, whatever their order, when no tie
+        // value is among them: the increments are >= 0, so the sum stays in
+        // the binade when its end does.
+        if constexpr (sizeof(T) == 1) {
+            if (pSquareLevel != nullptr && i >= nSquareFrom && nCount - i >= kSquareChunk &&
+                static_cast<double>(acc) >= dSmallest) {
+                int e = 0;
+                double lo = 0.0, u = 0.0;
+                Binade(static_cast<double>(acc), e, lo, u);
+                if (e != nPlanExp) {
+                    // The tables are exact for terms that fit the binade from its bottom.
+                    bPlan = dMaxTerm <= lo - 2.0 * u;
+                    if (bPlan) {
+                        buildTable(e, lo, u);
+                        bPlan =
+                            MakeSquarePlan(table.get(), nMin, nMax, *pSquareLevel, e - 24, plan);
+                    }
+                    nPlanExp = e;
+                }
+                std::int64_t total = 0;
+                const auto k0 = static_cast<std::int64_t>(static_cast<double>(acc) / u);
+                if (bPlan &&
+                    SquareChunk(reinterpret_cast<const unsigned char*>(pSrc + i), plan, vector,
+                                total) &&
+                    k0 + total < (std::int64_t{1} << 24)) {
+                    acc = static_cast<float>(static_cast<double>(k0 + total) * u);
+                    i += kSquareChunk;
+                    continue;
+                }
+                if (bPlan) nSquareFrom = i + kSquareChunk;
+            }
+        }
+#endif
         const long long nLen = std::min(kBlock, nCount - i);
         const T* b = pSrc + i;
         // Each step adds at most its term plus one ulp, so the block stays in
@@ -414,14 +680,7 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
             i += nLen;
             continue;
         }
-        if (e != nTableExp) {
-            for (std::size_t v = 0; v < nRange; ++v) {
-                table[v] = StepInBinade(pTerm[v], lo, u);
-                packed[v] = (static_cast<std::int64_t>(table[v].inc0) << kTieBits) +
-                            (table[v].d != 0 ? 1 : 0);
-            }
-            nTableExp = e;
-        }
+        buildTable(e, lo, u);
         const auto k0 = static_cast<std::int64_t>(static_cast<double>(acc) / u);
         auto parity = static_cast<std::uint32_t>(k0 & 1);
         std::int64_t total = 0;

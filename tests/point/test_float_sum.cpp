@@ -22,6 +22,7 @@ namespace {
 using zetdip::detail::Mean;
 using zetdip::detail::StandardDeviation;
 using zetdip::detail::SumPath;
+using zetdip::detail::VectorPath;
 
 constexpr int kW = 3328, kH = 4084;
 
@@ -51,29 +52,32 @@ std::uint32_t Bits(float f) {
 }
 
 // Mean and deviation (around the mean and around an off-centre level) equal
-// the literal loops bit for bit.
+// the literal loops bit for bit, on every vector path.
 template <class T>
 void ExpectSameStatistics(const std::vector<T>& image, const std::string& what) {
     SCOPED_TRACE(what);
     const int n = static_cast<int>(image.size());
-    const float fMean = Mean(image.data(), n);
-    ASSERT_EQ(Bits(fMean), Bits(LiteralMean(image)));
-    EXPECT_EQ(Bits(StandardDeviation(image.data(), n, fMean)),
-              Bits(LiteralDeviation(image, fMean)));
-    const float fOff = fMean * 0.37f + 0.3f;
-    EXPECT_EQ(Bits(StandardDeviation(image.data(), n, fOff)), Bits(LiteralDeviation(image, fOff)));
+    const float fMean = LiteralMean(image);
     // An integer level makes integer squares: odd ones are ties near 2^24.
-    const float fWhole = std::floor(fMean) + 1.0f;
-    EXPECT_EQ(Bits(StandardDeviation(image.data(), n, fWhole)),
-              Bits(LiteralDeviation(image, fWhole)));
-    // Around the first sample: a leading run of it adds zeros to zero.
-    const float fFirst = image[0];
-    EXPECT_EQ(Bits(StandardDeviation(image.data(), n, fFirst)),
-              Bits(LiteralDeviation(image, fFirst)));
-    // Both at once, as the threshold entries take them.
-    const auto both = zetdip::detail::MeanAndDeviation(image.data(), n);
-    EXPECT_EQ(Bits(both.fMean), Bits(fMean));
-    EXPECT_EQ(Bits(both.fDeviation), Bits(LiteralDeviation(image, fMean)));
+    // Around the first sample a leading run of it adds zeros to zero.
+    const float fLevels[] = {fMean, fMean * 0.37f + 0.3f, std::floor(fMean) + 1.0f,
+                             static_cast<float>(image[0])};
+    std::vector<float> expected;
+    for (float f : fLevels) expected.push_back(LiteralDeviation(image, f));
+    for (VectorPath path : {VectorPath::kBaseline, VectorPath::kAvx2}) {
+        if (!zetdip::detail::VectorPathAvailable(path)) continue;
+        SCOPED_TRACE(path == VectorPath::kAvx2 ? "AVX2" : "baseline");
+        ASSERT_EQ(Bits(Mean(image.data(), n, SumPath::kFast, nullptr, path)), Bits(fMean));
+        for (std::size_t l = 0; l < expected.size(); ++l)
+            EXPECT_EQ(
+                Bits(StandardDeviation(image.data(), n, fLevels[l], SumPath::kFast, nullptr, path)),
+                Bits(expected[l]))
+                << "level " << fLevels[l];
+        // Both at once, as the threshold entries take them.
+        const auto both = zetdip::detail::MeanAndDeviation(image.data(), n, path);
+        EXPECT_EQ(Bits(both.fMean), Bits(fMean));
+        EXPECT_EQ(Bits(both.fDeviation), Bits(expected[0]));
+    }
 }
 
 template <class T>
@@ -137,6 +141,23 @@ TEST(FloatSum, FullSizeBinaryAndSaturatedImagesMatchTheLiteralLoop) {
         auto small = zetdip::test::RandomImage<unsigned short>(k, 1, 0, 1, k);
         for (auto& v : small) v = v != 0 ? 1023 : 0;
         ExpectSameFromBits(small, 1023, "bits, n = " + std::to_string(k));
+    }
+}
+
+TEST(FloatSum, EightBitSquaresWithRareTiesMatchTheLiteralLoop) {
+    // Around level 0 the term of v is v * v: 192 (64 times 3) is a tie once
+    // the ulp is 2^13, 208 (16 times 13) once it is 2^9, the samples between
+    // never. A few ties among them: most stretches of the sum go without the
+    // tables, the ones holding a tie go by them.
+    auto image = zetdip::test::RandomImage<unsigned char>(1024, 2048, 193, 207, 12);
+    for (std::size_t i = 0; i < image.size(); i += 99991) image[i] = i % 2 ? 192 : 208;
+    image[image.size() - 1] = 192;
+    const float fExpected = LiteralDeviation(image, 0.0f);
+    for (VectorPath path : {VectorPath::kBaseline, VectorPath::kAvx2}) {
+        if (!zetdip::detail::VectorPathAvailable(path)) continue;
+        EXPECT_EQ(Bits(StandardDeviation(image.data(), static_cast<int>(image.size()), 0.0f,
+                                         SumPath::kFast, nullptr, path)),
+                  Bits(fExpected));
     }
 }
 
