@@ -211,6 +211,177 @@ inline std::int64_t TwoValuedWord(const SumStep& sLo, const SumStep& sHi, std::u
 }
 
 #if defined(__SSE2__)
+struct Sse2Lanes {
+    using V = __m128i;
+    static constexpr int kBytes = 16;
+    static V Zero() { return _mm_setzero_si128(); }
+    static V Load(const unsigned char* p) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    }
+    static V Set8(unsigned char c) { return _mm_set1_epi8(static_cast<char>(c)); }
+    static V Set16(int c) { return _mm_set1_epi16(static_cast<short>(c)); }
+    static V Lo8(V a, V b) { return _mm_unpacklo_epi8(a, b); }
+    static V Hi8(V a, V b) { return _mm_unpackhi_epi8(a, b); }
+    static V AbsDiff16(V a, V b) {
+        return _mm_or_si128(_mm_subs_epu16(a, b), _mm_subs_epu16(b, a));
+    }
+    static V Square16(V d) { return _mm_mulhi_epu16(d, d); }
+    static V Round16(V s, V bias, __m128i shift) {
+        return _mm_srl_epi16(_mm_avg_epu16(s, bias), shift);
+    }
+    static V Add16(V a, V b) { return _mm_add_epi16(a, b); }
+    static V Or(V a, V b) { return _mm_or_si128(a, b); }
+    static V CountEq8(V n, V v, V c) { return _mm_sub_epi8(n, _mm_cmpeq_epi8(v, c)); }
+    static V Add32(V a, V b) { return _mm_add_epi32(a, b); }
+    // Pairs of unsigned 16-bit lanes summed into 32-bit lanes.
+    static V Widen16(V a) {
+        return _mm_add_epi32(_mm_and_si128(a, _mm_set1_epi32(0xffff)), _mm_srli_epi32(a, 16));
+    }
+    static std::int64_t Sum32(V a) {
+        alignas(16) std::int32_t l[4];
+        _mm_store_si128(reinterpret_cast<__m128i*>(l), a);
+        return static_cast<std::int64_t>(l[0]) + l[1] + l[2] + l[3];
+    }
+    static std::int64_t Sum8(V a) {
+        const __m128i s = _mm_sad_epu8(a, _mm_setzero_si128());
+        return _mm_cvtsi128_si32(s) + _mm_cvtsi128_si32(_mm_srli_si128(s, 8));
+    }
+    static bool Any(V a) { return _mm_movemask_epi8(_mm_cmpeq_epi8(a, Zero())) != 0xffff; }
+    static V Avg8(V a, V b) { return _mm_avg_epu8(a, b); }
+    static V Srl16(V a, __m128i shift) { return _mm_srl_epi16(a, shift); }
+    static V And(V a, V b) { return _mm_and_si128(a, b); }
+    static V CmpEq8(V a, V b) { return _mm_cmpeq_epi8(a, b); }
+    static std::uint32_t Mask8(V a) { return static_cast<std::uint32_t>(_mm_movemask_epi8(a)); }
+    // The low bits of the bytes, as a mask.
+    static std::uint32_t LowBits8(V a) { return Mask8(_mm_slli_epi16(a, 7)); }
+    static V AddSad(V acc, V a) { return _mm_add_epi64(acc, _mm_sad_epu8(a, _mm_setzero_si128())); }
+    static std::int64_t Sum64(V a) {
+        alignas(16) std::int64_t l[2];
+        _mm_store_si128(reinterpret_cast<__m128i*>(l), a);
+        return l[0] + l[1];
+    }
+};
+#endif
+
+#if ZETDIP_HAS_AVX2_PATH
+struct Avx2Lanes {
+    using V = __m256i;
+    static constexpr int kBytes = 32;
+    ZETDIP_TARGET_AVX2 static V Zero() { return _mm256_setzero_si256(); }
+    ZETDIP_TARGET_AVX2 static V Load(const unsigned char* p) {
+        return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+    }
+    ZETDIP_TARGET_AVX2 static V Set8(unsigned char c) {
+        return _mm256_set1_epi8(static_cast<char>(c));
+    }
+    ZETDIP_TARGET_AVX2 static V Set16(int c) { return _mm256_set1_epi16(static_cast<short>(c)); }
+    ZETDIP_TARGET_AVX2 static V Lo8(V a, V b) { return _mm256_unpacklo_epi8(a, b); }
+    ZETDIP_TARGET_AVX2 static V Hi8(V a, V b) { return _mm256_unpackhi_epi8(a, b); }
+    ZETDIP_TARGET_AVX2 static V AbsDiff16(V a, V b) {
+        return _mm256_or_si256(_mm256_subs_epu16(a, b), _mm256_subs_epu16(b, a));
+    }
+    ZETDIP_TARGET_AVX2 static V Square16(V d) { return _mm256_mulhi_epu16(d, d); }
+    ZETDIP_TARGET_AVX2 static V Round16(V s, V bias, __m128i shift) {
+        return _mm256_srl_epi16(_mm256_avg_epu16(s, bias), shift);
+    }
+    ZETDIP_TARGET_AVX2 static V Add16(V a, V b) { return _mm256_add_epi16(a, b); }
+    ZETDIP_TARGET_AVX2 static V Or(V a, V b) { return _mm256_or_si256(a, b); }
+    ZETDIP_TARGET_AVX2 static V CountEq8(V n, V v, V c) {
+        return _mm256_sub_epi8(n, _mm256_cmpeq_epi8(v, c));
+    }
+    ZETDIP_TARGET_AVX2 static V Add32(V a, V b) { return _mm256_add_epi32(a, b); }
+    ZETDIP_TARGET_AVX2 static V Widen16(V a) {
+        return _mm256_add_epi32(_mm256_and_si256(a, _mm256_set1_epi32(0xffff)),
+                                _mm256_srli_epi32(a, 16));
+    }
+    ZETDIP_TARGET_AVX2 static std::int64_t Sum32(V a) {
+        return Sse2Lanes::Sum32(
+            _mm_add_epi32(_mm256_castsi256_si128(a), _mm256_extracti128_si256(a, 1)));
+    }
+    ZETDIP_TARGET_AVX2 static std::int64_t Sum8(V a) {
+        const __m256i s = _mm256_sad_epu8(a, _mm256_setzero_si256());
+        return Sse2Lanes::Sum64(
+            _mm_add_epi64(_mm256_castsi256_si128(s), _mm256_extracti128_si256(s, 1)));
+    }
+    ZETDIP_TARGET_AVX2 static bool Any(V a) { return !_mm256_testz_si256(a, a); }
+    ZETDIP_TARGET_AVX2 static V Avg8(V a, V b) { return _mm256_avg_epu8(a, b); }
+    ZETDIP_TARGET_AVX2 static V Srl16(V a, __m128i shift) { return _mm256_srl_epi16(a, shift); }
+    ZETDIP_TARGET_AVX2 static V And(V a, V b) { return _mm256_and_si256(a, b); }
+    ZETDIP_TARGET_AVX2 static V CmpEq8(V a, V b) { return _mm256_cmpeq_epi8(a, b); }
+    ZETDIP_TARGET_AVX2 static std::uint32_t Mask8(V a) {
+        return static_cast<std::uint32_t>(_mm256_movemask_epi8(a));
+    }
+    ZETDIP_TARGET_AVX2 static std::uint32_t LowBits8(V a) { return Mask8(_mm256_slli_epi16(a, 7)); }
+    ZETDIP_TARGET_AVX2 static V AddSad(V acc, V a) {
+        return _mm256_add_epi64(acc, _mm256_sad_epu8(a, _mm256_setzero_si256()));
+    }
+    ZETDIP_TARGET_AVX2 static std::int64_t Sum64(V a) {
+        return Sse2Lanes::Sum64(
+            _mm_add_epi64(_mm256_castsi256_si128(a), _mm256_extracti128_si256(a, 1)));
+    }
+};
+#endif
+
+#if defined(__SSE2__)
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpsabi"  // see SquareChunkBody
+#endif
+// SampleTermWords on bytes for 1 <= k <= 8, in byte lanes: q is the rounding
+// average with 2^(k-1) - 2 shifted right by k - 1 (for k = 1 the sample
+// shifted by 1). The parities of the words without a tie are folded into
+// one xor of their odd-increment masks until a tie needs the parity.
+template <class L>
+ZETDIP_ALWAYS_INLINE std::int64_t SampleTermBytesBody(const unsigned char* b, int nWords, int k,
+                                                      std::uint32_t& parity) {
+    using V = typename L::V;
+    const int nShift = k == 1 ? 1 : k - 1;
+    const V bias = L::Set8(static_cast<unsigned char>(k == 1 ? 0 : (1 << (k - 1)) - 2));
+    const V keep = L::Set8(static_cast<unsigned char>(0xff >> nShift));
+    const V low = L::Set8(static_cast<unsigned char>((1 << k) - 1));
+    const V half = L::Set8(static_cast<unsigned char>(1 << (k - 1)));
+    const __m128i shift = _mm_cvtsi32_si128(nShift);
+    V sum = L::Zero();
+    std::uint64_t pending = 0;
+    std::int64_t extras = 0;
+    for (int w = 0; w < nWords; ++w) {
+        std::uint64_t cbits = 0, ties = 0;
+        for (int j = 0; j < 64; j += L::kBytes) {
+            const V v = L::Load(b + 64 * w + j);
+            const V q = L::And(L::Srl16(k == 1 ? v : L::Avg8(v, bias), shift), keep);
+            sum = L::AddSad(sum, q);
+            cbits |= static_cast<std::uint64_t>(L::LowBits8(q)) << j;
+            ties |= static_cast<std::uint64_t>(L::Mask8(L::CmpEq8(L::And(v, low), half))) << j;
+        }
+        if (ties != 0) {
+            parity ^= static_cast<std::uint32_t>(PopCount64(pending) & 1);
+            pending = 0;
+            extras += TieExtras(cbits, ties, parity);
+        } else {
+            pending ^= cbits;
+        }
+    }
+    parity ^= static_cast<std::uint32_t>(PopCount64(pending) & 1);
+    return L::Sum64(sum) + extras;
+}
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
+
+inline std::int64_t SampleTermBytesBaseline(const unsigned char* b, int nWords, int k,
+                                            std::uint32_t& parity) {
+    return SampleTermBytesBody<Sse2Lanes>(b, nWords, k, parity);
+}
+
+#if ZETDIP_HAS_AVX2_PATH
+ZETDIP_TARGET_AVX2 inline std::int64_t SampleTermBytesAvx2(const unsigned char* b, int nWords,
+                                                           int k, std::uint32_t& parity) {
+    return SampleTermBytesBody<Avx2Lanes>(b, nWords, k, parity);
+}
+#endif
+#endif
+
+#if defined(__SSE2__)
 // The ulps that a block of nWords * 64 samples adds when each sample's term
 // is its own value and the block stays in the binade of ulp 2^k (k may be
 // negative); updates the parity. A value v adds q = (v + 2^(k-1) - 1) >> k
@@ -218,8 +389,19 @@ inline std::int64_t TwoValuedWord(const SumStep& sLo, const SumStep& sHi, std::u
 // its low k bits are exactly 2^(k-1): integer arithmetic in vectors, the
 // ties settled word by word as in TwoValuedWord.
 template <class T>
-std::int64_t SampleTermWords(const T* b, int nWords, int k, std::uint32_t& parity) {
+std::int64_t SampleTermWords(const T* b, int nWords, int k, std::uint32_t& parity,
+                             VectorPath vector = VectorPath::kAuto) {
     constexpr int kBits = 8 * static_cast<int>(sizeof(T));
+    if constexpr (sizeof(T) == 1) {
+        if (k >= 1 && k <= kBits) {
+#if ZETDIP_HAS_AVX2_PATH
+            if (ResolvePath(vector) == VectorPath::kAvx2)
+                return SampleTermBytesAvx2(b, nWords, k, parity);
+#endif
+            return SampleTermBytesBaseline(b, nWords, k, parity);
+        }
+    }
+    (void)vector;
     const __m128i zero = _mm_setzero_si128();
     const __m128i flip = _mm_set1_epi16(static_cast<short>(0x8000));
     const __m128i ones = _mm_set1_epi16(1);
@@ -351,90 +533,6 @@ inline bool MakeSquarePlan(const SumStep* pStep, int nMin, int nMax, float fLeve
 // Samples per chunk of the square path: whole runs of sixteen vector steps,
 // few enough for the byte counts (at most one per step and lane).
 constexpr int kSquareChunk = 2048;
-
-#if defined(__SSE2__)
-struct Sse2Lanes {
-    using V = __m128i;
-    static constexpr int kBytes = 16;
-    static V Zero() { return _mm_setzero_si128(); }
-    static V Load(const unsigned char* p) {
-        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    }
-    static V Set8(unsigned char c) { return _mm_set1_epi8(static_cast<char>(c)); }
-    static V Set16(int c) { return _mm_set1_epi16(static_cast<short>(c)); }
-    static V Lo8(V a, V b) { return _mm_unpacklo_epi8(a, b); }
-    static V Hi8(V a, V b) { return _mm_unpackhi_epi8(a, b); }
-    static V AbsDiff16(V a, V b) {
-        return _mm_or_si128(_mm_subs_epu16(a, b), _mm_subs_epu16(b, a));
-    }
-    static V Square16(V d) { return _mm_mulhi_epu16(d, d); }
-    static V Round16(V s, V bias, __m128i shift) {
-        return _mm_srl_epi16(_mm_avg_epu16(s, bias), shift);
-    }
-    static V Add16(V a, V b) { return _mm_add_epi16(a, b); }
-    static V Or(V a, V b) { return _mm_or_si128(a, b); }
-    static V CountEq8(V n, V v, V c) { return _mm_sub_epi8(n, _mm_cmpeq_epi8(v, c)); }
-    static V Add32(V a, V b) { return _mm_add_epi32(a, b); }
-    // Pairs of unsigned 16-bit lanes summed into 32-bit lanes.
-    static V Widen16(V a) {
-        return _mm_add_epi32(_mm_and_si128(a, _mm_set1_epi32(0xffff)), _mm_srli_epi32(a, 16));
-    }
-    static std::int64_t Sum32(V a) {
-        alignas(16) std::int32_t l[4];
-        _mm_store_si128(reinterpret_cast<__m128i*>(l), a);
-        return static_cast<std::int64_t>(l[0]) + l[1] + l[2] + l[3];
-    }
-    static std::int64_t Sum8(V a) {
-        const __m128i s = _mm_sad_epu8(a, _mm_setzero_si128());
-        return _mm_cvtsi128_si32(s) + _mm_cvtsi128_si32(_mm_srli_si128(s, 8));
-    }
-    static bool Any(V a) { return _mm_movemask_epi8(_mm_cmpeq_epi8(a, Zero())) != 0xffff; }
-};
-#endif
-
-#if ZETDIP_HAS_AVX2_PATH
-struct Avx2Lanes {
-    using V = __m256i;
-    static constexpr int kBytes = 32;
-    ZETDIP_TARGET_AVX2 static V Zero() { return _mm256_setzero_si256(); }
-    ZETDIP_TARGET_AVX2 static V Load(const unsigned char* p) {
-        return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-    }
-    ZETDIP_TARGET_AVX2 static V Set8(unsigned char c) {
-        return _mm256_set1_epi8(static_cast<char>(c));
-    }
-    ZETDIP_TARGET_AVX2 static V Set16(int c) { return _mm256_set1_epi16(static_cast<short>(c)); }
-    ZETDIP_TARGET_AVX2 static V Lo8(V a, V b) { return _mm256_unpacklo_epi8(a, b); }
-    ZETDIP_TARGET_AVX2 static V Hi8(V a, V b) { return _mm256_unpackhi_epi8(a, b); }
-    ZETDIP_TARGET_AVX2 static V AbsDiff16(V a, V b) {
-        return _mm256_or_si256(_mm256_subs_epu16(a, b), _mm256_subs_epu16(b, a));
-    }
-    ZETDIP_TARGET_AVX2 static V Square16(V d) { return _mm256_mulhi_epu16(d, d); }
-    ZETDIP_TARGET_AVX2 static V Round16(V s, V bias, __m128i shift) {
-        return _mm256_srl_epi16(_mm256_avg_epu16(s, bias), shift);
-    }
-    ZETDIP_TARGET_AVX2 static V Add16(V a, V b) { return _mm256_add_epi16(a, b); }
-    ZETDIP_TARGET_AVX2 static V Or(V a, V b) { return _mm256_or_si256(a, b); }
-    ZETDIP_TARGET_AVX2 static V CountEq8(V n, V v, V c) {
-        return _mm256_sub_epi8(n, _mm256_cmpeq_epi8(v, c));
-    }
-    ZETDIP_TARGET_AVX2 static V Add32(V a, V b) { return _mm256_add_epi32(a, b); }
-    ZETDIP_TARGET_AVX2 static V Widen16(V a) {
-        return _mm256_add_epi32(_mm256_and_si256(a, _mm256_set1_epi32(0xffff)),
-                                _mm256_srli_epi32(a, 16));
-    }
-    ZETDIP_TARGET_AVX2 static std::int64_t Sum32(V a) {
-        return Sse2Lanes::Sum32(
-            _mm_add_epi32(_mm256_castsi256_si128(a), _mm256_extracti128_si256(a, 1)));
-    }
-    ZETDIP_TARGET_AVX2 static std::int64_t Sum8(V a) {
-        const __m256i s = _mm256_sad_epu8(a, _mm256_setzero_si256());
-        return Sse2Lanes::Sum8(
-            _mm_add_epi64(_mm256_castsi256_si128(s), _mm256_extracti128_si256(s, 1)));
-    }
-    ZETDIP_TARGET_AVX2 static bool Any(V a) { return !_mm256_testz_si256(a, a); }
-};
-#endif
 
 #if defined(__SSE2__)
 // The ulps that kSquareChunk samples at b add under plan, into rTotal;
@@ -586,7 +684,7 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
     SquarePlan plan;
     int nPlanExp = INT_MIN;
     bool bPlan = false;
-    long long nSquareFrom = 0;  // a chunk that failed is not tried again
+    long long nSquareFrom = 0, nChunkFrom = 0;  // a chunk that failed is not tried again
 #endif
     while (i < nCount) {
         // Adding 0 to 0 leaves it 0: skip a leading run of zero terms.
@@ -604,6 +702,26 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
             if (i == nCount) break;
         }
 #if defined(__SSE2__)
+        // A chunk of 8-bit samples that ends in the binade of acc (2^24 ulps
+        // or more) stayed in it all along, the increments being >= 0.
+        if constexpr (kSampleTerms && sizeof(T) == 1) {
+            if (i >= nChunkFrom && nCount - i >= kSquareChunk &&
+                static_cast<double>(acc) >= 16777216.0) {
+                int e = 0;
+                double lo = 0.0, u = 0.0;
+                Binade(static_cast<double>(acc), e, lo, u);
+                const auto k0 = static_cast<std::int64_t>(static_cast<double>(acc) / u);
+                auto parity = static_cast<std::uint32_t>(k0 & 1);
+                const std::int64_t total =
+                    SampleTermWords(pSrc + i, kSquareChunk / 64, e - 24, parity, vector);
+                if (k0 + total < (std::int64_t{1} << 24)) {
+                    acc = static_cast<float>(static_cast<double>(k0 + total) * u);
+                    i += kSquareChunk;
+                    continue;
+                }
+                nChunkFrom = i + kSquareChunk;
+            }
+        }
         // A chunk of squared deviations whose sum stays in the binade of acc
         // adds exactly its increments, whatever their order, when no tie
         // value is among them: the increments are >= 0, so the sum stays in
@@ -688,7 +806,7 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
 #if defined(__SSE2__)
         if constexpr (kSampleTerms) {
             if (!bTwo && nLen == kBlock) {
-                total = SampleTermWords(b, kBlock / 64, e - 24, parity);
+                total = SampleTermWords(b, kBlock / 64, e - 24, parity, vector);
                 bDone = true;
             }
         }

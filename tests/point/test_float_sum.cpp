@@ -191,11 +191,53 @@ void ExpectSampleTermBlocksAsTheLiteralLoop(int nTop) {
             const auto k0 = static_cast<std::int64_t>(std::ldexp(1.0, 23)) + 34 + p;
             float acc = static_cast<float>(static_cast<double>(k0) * u);
             for (T v : block) acc = static_cast<float>(static_cast<double>(acc) + v);
-            auto parity = static_cast<std::uint32_t>(p);
-            const std::int64_t total = zetdip::detail::SampleTermWords(block.data(), 4, k, parity);
-            EXPECT_EQ(Bits(static_cast<float>(static_cast<double>(k0 + total) * u)), Bits(acc))
-                << "ulp 2^" << k << ", parity " << p;
-            EXPECT_EQ(parity, static_cast<std::uint32_t>((k0 + total) & 1));
+            for (VectorPath path : {VectorPath::kBaseline, VectorPath::kAvx2}) {
+                if (!zetdip::detail::VectorPathAvailable(path)) continue;
+                auto parity = static_cast<std::uint32_t>(p);
+                const std::int64_t total =
+                    zetdip::detail::SampleTermWords(block.data(), 4, k, parity, path);
+                EXPECT_EQ(Bits(static_cast<float>(static_cast<double>(k0 + total) * u)), Bits(acc))
+                    << "ulp 2^" << k << ", parity " << p << ", path " << static_cast<int>(path);
+                EXPECT_EQ(parity, static_cast<std::uint32_t>((k0 + total) & 1));
+            }
+        }
+    }
+}
+
+// The square path's chunk sums against the binade tables, at every binade
+// it takes, with the values its plan corrects making up half the chunk (so
+// their counts grow large) and a tie value sending the chunk back.
+TEST(FloatSum, SquareChunksAtEveryBinade) {
+    using namespace zetdip::detail;
+    for (float fLevel : {47.998f, 127.3f, 3.1f, 200.77f, 0.0f}) {
+        for (int k = 1; k <= 16; ++k) {
+            std::vector<SumStep> steps(256);
+            for (int v = 0; v < 256; ++v)
+                steps[v] = StepInBinade(SquaredDeviation(v, fLevel), std::ldexp(1.0, k + 23),
+                                        std::ldexp(1.0, k));
+            SquarePlan plan;
+            if (!MakeSquarePlan(steps.data(), 0, 255, fLevel, k, plan)) continue;
+            std::vector<unsigned char> listed(plan.plus, plan.plus + plan.nPlus);
+            listed.insert(listed.end(), plan.minus, plan.minus + plan.nMinus);
+            auto chunk = zetdip::test::RandomImage<unsigned char>(kSquareChunk, 1, 0, 255,
+                                                                  static_cast<std::uint32_t>(k));
+            std::int64_t nExpected = 0;
+            for (std::size_t i = 0; i < chunk.size(); ++i) {
+                if (!listed.empty() && i % 2 == 0) chunk[i] = listed[i / 2 % listed.size()];
+                while (steps[chunk[i]].d != 0) ++chunk[i];  // no tie here
+                nExpected += steps[chunk[i]].inc0;
+            }
+            for (VectorPath path : {VectorPath::kBaseline, VectorPath::kAvx2}) {
+                if (!VectorPathAvailable(path)) continue;
+                std::int64_t nTotal = -1;
+                EXPECT_TRUE(SquareChunk(chunk.data(), plan, path, nTotal));
+                EXPECT_EQ(nTotal, nExpected) << "level " << fLevel << ", ulp 2^" << k;
+                if (plan.nTies > 0) {
+                    auto tied = chunk;
+                    tied[kSquareChunk - 1] = plan.ties[0];
+                    EXPECT_FALSE(SquareChunk(tied.data(), plan, path, nTotal));
+                }
+            }
         }
     }
 }
