@@ -702,11 +702,12 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
             if (i == nCount) break;
         }
 #if defined(__SSE2__)
-        // A chunk of 8-bit samples that ends in the binade of acc (2^24 ulps
-        // or more) stayed in it all along, the increments being >= 0.
+        // A chunk of 8-bit samples whose sum, taken in the binade of acc,
+        // ends below the binade's top (2^24 ulps) stayed in it all along, the
+        // increments being >= 0. From acc >= 1 on, a chunk's ulps (2048
+        // samples of at most 255 times 2^23) cannot overflow.
         if constexpr (kSampleTerms && sizeof(T) == 1) {
-            if (i >= nChunkFrom && nCount - i >= kSquareChunk &&
-                static_cast<double>(acc) >= 16777216.0) {
+            if (i >= nChunkFrom && nCount - i >= kSquareChunk && acc >= 1.0f) {
                 int e = 0;
                 double lo = 0.0, u = 0.0;
                 Binade(static_cast<double>(acc), e, lo, u);
