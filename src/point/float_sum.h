@@ -210,6 +210,8 @@ inline std::int64_t TwoValuedWord(const SumStep& sLo, const SumStep& sHi, std::u
     return total;
 }
 
+// The vector lanes of the byte kernels below, whose bodies are written once
+// over them: the baseline's 16 bytes and AVX2's 32.
 #if defined(__SSE2__)
 struct Sse2Lanes {
     using V = __m128i;
@@ -325,7 +327,10 @@ struct Avx2Lanes {
 #if defined(__SSE2__)
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wpsabi"  // see SquareChunkBody
+// The bodies over lanes are only ever inlined into a function compiled for
+// those lanes, so no vector crosses a call between targets (which the ABI
+// note is about).
+#pragma GCC diagnostic ignored "-Wpsabi"
 #endif
 // SampleTermWords on bytes for 1 <= k <= 8, in byte lanes: q is the rounding
 // average with 2^(k-1) - 2 shifted right by k - 1 (for k = 1 the sample
@@ -530,18 +535,17 @@ inline bool MakeSquarePlan(const SumStep* pStep, int nMin, int nMax, float fLeve
     return true;
 }
 
-// Samples per chunk of the square path: whole runs of sixteen vector steps,
-// few enough for the byte counts (at most one per step and lane).
-constexpr int kSquareChunk = 2048;
+// Samples per chunk of the chunked 8-bit paths: whole words, whole runs of
+// sixteen vector steps, and few enough for the square path's byte counts
+// (at most one per step and lane).
+constexpr int kChunkSamples = 2048;
 
 #if defined(__SSE2__)
-// The ulps that kSquareChunk samples at b add under plan, into rTotal;
-// false (rTotal undefined) when a tie value is among them. The body is only
-// ever inlined into a function compiled for its lanes, so no vector crosses
-// a call of another target (which the ABI note below is about).
+// The ulps that kChunkSamples samples at b add under plan, into rTotal;
+// false (rTotal undefined) when a tie value is among them.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wpsabi"
+#pragma GCC diagnostic ignored "-Wpsabi"  // as for SampleTermBytesBody
 #endif
 template <class L>
 ZETDIP_ALWAYS_INLINE bool SquareChunkBody(const unsigned char* b, const SquarePlan& plan,
@@ -555,7 +559,7 @@ ZETDIP_ALWAYS_INLINE bool SquareChunkBody(const unsigned char* b, const SquarePl
     for (int x = 0; x < plan.nMinus; ++x) minus[x] = L::Set8(plan.minus[x]);
     for (int x = 0; x < plan.nTies; ++x) ties[x] = L::Set8(plan.ties[x]);
     V sum = zero, nPlus = zero, nMinus = zero, nTies = zero;
-    for (int j = 0; j < kSquareChunk;) {
+    for (int j = 0; j < kChunkSamples;) {
         // Sixteen steps add at most 32 increments to a 16-bit lane.
         V sum16 = zero;
         for (const int nEnd = j + 16 * L::kBytes; j < nEnd; j += L::kBytes) {
@@ -635,6 +639,7 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
     if (path == SumPath::kScalarOnly || nCount <= 0)
         return AccumulateFloatLiteral(pSrc, nCount, term);
     vector = ResolvePath(vector);
+    (void)pSquareLevel;  // only the vector paths use it
     int nMin = 0, nMax = 0;
     if (pSpan != nullptr) {
         nMin = pSpan->nMin;
@@ -707,20 +712,20 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
         // increments being >= 0. From acc >= 1 on, a chunk's ulps (2048
         // samples of at most 255 times 2^23) cannot overflow.
         if constexpr (kSampleTerms && sizeof(T) == 1) {
-            if (i >= nChunkFrom && nCount - i >= kSquareChunk && acc >= 1.0f) {
+            if (i >= nChunkFrom && nCount - i >= kChunkSamples && acc >= 1.0f) {
                 int e = 0;
                 double lo = 0.0, u = 0.0;
                 Binade(static_cast<double>(acc), e, lo, u);
                 const auto k0 = static_cast<std::int64_t>(static_cast<double>(acc) / u);
                 auto parity = static_cast<std::uint32_t>(k0 & 1);
                 const std::int64_t total =
-                    SampleTermWords(pSrc + i, kSquareChunk / 64, e - 24, parity, vector);
+                    SampleTermWords(pSrc + i, kChunkSamples / 64, e - 24, parity, vector);
                 if (k0 + total < (std::int64_t{1} << 24)) {
                     acc = static_cast<float>(static_cast<double>(k0 + total) * u);
-                    i += kSquareChunk;
+                    i += kChunkSamples;
                     continue;
                 }
-                nChunkFrom = i + kSquareChunk;
+                nChunkFrom = i + kChunkSamples;
             }
         }
         // A chunk of squared deviations whose sum stays in the binade of acc
@@ -728,7 +733,7 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
         // value is among them: the increments are >= 0, so the sum stays in
         // the binade when its end does.
         if constexpr (sizeof(T) == 1) {
-            if (pSquareLevel != nullptr && i >= nSquareFrom && nCount - i >= kSquareChunk &&
+            if (pSquareLevel != nullptr && i >= nSquareFrom && nCount - i >= kChunkSamples &&
                 static_cast<double>(acc) >= dSmallest) {
                 int e = 0;
                 double lo = 0.0, u = 0.0;
@@ -750,10 +755,10 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
                                 total) &&
                     k0 + total < (std::int64_t{1} << 24)) {
                     acc = static_cast<float>(static_cast<double>(k0 + total) * u);
-                    i += kSquareChunk;
+                    i += kChunkSamples;
                     continue;
                 }
-                if (bPlan) nSquareFrom = i + kSquareChunk;
+                if (bPlan) nSquareFrom = i + kChunkSamples;
             }
         }
 #endif

@@ -219,7 +219,7 @@ TEST(FloatSum, SquareChunksAtEveryBinade) {
             if (!MakeSquarePlan(steps.data(), 0, 255, fLevel, k, plan)) continue;
             std::vector<unsigned char> listed(plan.plus, plan.plus + plan.nPlus);
             listed.insert(listed.end(), plan.minus, plan.minus + plan.nMinus);
-            auto chunk = zetdip::test::RandomImage<unsigned char>(kSquareChunk, 1, 0, 255,
+            auto chunk = zetdip::test::RandomImage<unsigned char>(kChunkSamples, 1, 0, 255,
                                                                   static_cast<std::uint32_t>(k));
             std::int64_t nExpected = 0;
             for (std::size_t i = 0; i < chunk.size(); ++i) {
@@ -234,7 +234,7 @@ TEST(FloatSum, SquareChunksAtEveryBinade) {
                 EXPECT_EQ(nTotal, nExpected) << "level " << fLevel << ", ulp 2^" << k;
                 if (plan.nTies > 0) {
                     auto tied = chunk;
-                    tied[kSquareChunk - 1] = plan.ties[0];
+                    tied[kChunkSamples - 1] = plan.ties[0];
                     EXPECT_FALSE(SquareChunk(tied.data(), plan, path, nTotal));
                 }
             }
