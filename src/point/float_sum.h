@@ -22,12 +22,10 @@
 
 #include "core/common.h"
 #include "core/cpu.h"
+#include "point/byte_lanes.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
-#endif
-#if ZETDIP_HAS_AVX2_PATH
-#include <immintrin.h>
 #endif
 
 namespace zetdip::detail {
@@ -210,180 +208,106 @@ inline std::int64_t TwoValuedWord(const SumStep& sLo, const SumStep& sHi, std::u
     return total;
 }
 
-// The vector lanes of the byte kernels below, whose bodies are written once
-// over them: the baseline's 16 bytes and AVX2's 32.
-#if defined(__SSE2__)
-struct Sse2Lanes {
-    using V = __m128i;
-    static constexpr int kBytes = 16;
-    static V Zero() { return _mm_setzero_si128(); }
-    static V Load(const unsigned char* p) {
-        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    }
-    static V Set8(unsigned char c) { return _mm_set1_epi8(static_cast<char>(c)); }
-    static V Set16(int c) { return _mm_set1_epi16(static_cast<short>(c)); }
-    static V Lo8(V a, V b) { return _mm_unpacklo_epi8(a, b); }
-    static V Hi8(V a, V b) { return _mm_unpackhi_epi8(a, b); }
-    static V AbsDiff16(V a, V b) {
-        return _mm_or_si128(_mm_subs_epu16(a, b), _mm_subs_epu16(b, a));
-    }
-    static V Square16(V d) { return _mm_mulhi_epu16(d, d); }
-    static V Round16(V s, V bias, __m128i shift) {
-        return _mm_srl_epi16(_mm_avg_epu16(s, bias), shift);
-    }
-    static V Add16(V a, V b) { return _mm_add_epi16(a, b); }
-    static V Or(V a, V b) { return _mm_or_si128(a, b); }
-    static V CountEq8(V n, V v, V c) { return _mm_sub_epi8(n, _mm_cmpeq_epi8(v, c)); }
-    static V Add32(V a, V b) { return _mm_add_epi32(a, b); }
-    // Pairs of unsigned 16-bit lanes summed into 32-bit lanes.
-    static V Widen16(V a) {
-        return _mm_add_epi32(_mm_and_si128(a, _mm_set1_epi32(0xffff)), _mm_srli_epi32(a, 16));
-    }
-    static std::int64_t Sum32(V a) {
-        alignas(16) std::int32_t l[4];
-        _mm_store_si128(reinterpret_cast<__m128i*>(l), a);
-        return static_cast<std::int64_t>(l[0]) + l[1] + l[2] + l[3];
-    }
-    static std::int64_t Sum8(V a) {
-        const __m128i s = _mm_sad_epu8(a, _mm_setzero_si128());
-        return _mm_cvtsi128_si32(s) + _mm_cvtsi128_si32(_mm_srli_si128(s, 8));
-    }
-    static bool Any(V a) { return _mm_movemask_epi8(_mm_cmpeq_epi8(a, Zero())) != 0xffff; }
-    static V Avg8(V a, V b) { return _mm_avg_epu8(a, b); }
-    static V Srl16(V a, __m128i shift) { return _mm_srl_epi16(a, shift); }
-    static V And(V a, V b) { return _mm_and_si128(a, b); }
-    static V CmpEq8(V a, V b) { return _mm_cmpeq_epi8(a, b); }
-    static std::uint32_t Mask8(V a) { return static_cast<std::uint32_t>(_mm_movemask_epi8(a)); }
-    // The low bits of the bytes, as a mask.
-    static std::uint32_t LowBits8(V a) { return Mask8(_mm_slli_epi16(a, 7)); }
-    static V AddSad(V acc, V a) { return _mm_add_epi64(acc, _mm_sad_epu8(a, _mm_setzero_si128())); }
-    static std::int64_t Sum64(V a) {
-        alignas(16) std::int64_t l[2];
-        _mm_store_si128(reinterpret_cast<__m128i*>(l), a);
-        return l[0] + l[1];
-    }
+// Squared deviations of 8-bit samples from a level m, summed in a binade of
+// ulp 2^k (1 <= k <= 16) by arithmetic instead of a table: with L = 256 m
+// rounded, s = |256 v - L|^2 >> 16 is (v - m)^2 within about 2, and
+// q = (s + 2^(k-1)) >> k its rounding to ulps, all in 16-bit lanes. The
+// plan holds the values whose increment q misses by one (counted and
+// corrected) and the tie values (whose presence sends the samples back to
+// the tables); it is checked against the table for every sample value, so
+// the approximation only decides whether this path can be taken.
+struct SquarePlan {
+    static constexpr int kMaxListed = 16;
+    int k = 0, nLevel = 0, nPlus = 0, nMinus = 0, nTies = 0;
+    unsigned char plus[kMaxListed], minus[kMaxListed], ties[kMaxListed];
 };
+
+// q for sample v, as the vector lanes form it (avg(s, 2^(k-1) - 1) >> (k - 1)).
+inline int SquareIncrement(int v, int nLevel, int k) {
+    const int w = v << 8;
+    const auto d = static_cast<std::uint32_t>(w > nLevel ? w - nLevel : nLevel - w);
+    const std::uint32_t s = (d * d) >> 16;
+    return static_cast<int>(((s + (1u << (k - 1)) - 1u + 1u) >> 1) >> (k - 1));
+}
+
+// The plan for samples nMin..nMax whose binade steps are pStep[v - nMin]
+// (exact there) around fLevel; false when the path cannot be taken.
+inline bool MakeSquarePlan(const SumStep* pStep, int nMin, int nMax, float fLevel, int k,
+                           SquarePlan& plan) {
+    if (k < 1 || k > 16 || nMin < 0 || nMax > 255) return false;
+    const double dLevel = 256.0 * static_cast<double>(fLevel) + 0.5;
+    if (!(dLevel >= 0.0 && dLevel < 65536.0)) return false;
+    plan = SquarePlan{};
+    plan.k = k;
+    plan.nLevel = static_cast<int>(dLevel);
+    for (int v = nMin; v <= nMax; ++v) {
+        const SumStep& s = pStep[v - nMin];
+        const int q = SquareIncrement(v, plan.nLevel, k);
+        // A 16-bit lane adds up to 32 increments between widenings.
+        if (q > 2047) return false;
+        const auto c = static_cast<unsigned char>(v);
+        if (s.d != 0) {
+            if (plan.nTies == SquarePlan::kMaxListed) return false;
+            plan.ties[plan.nTies++] = c;
+        } else if (s.inc0 == q + 1) {
+            if (plan.nPlus == SquarePlan::kMaxListed) return false;
+            plan.plus[plan.nPlus++] = c;
+        } else if (s.inc0 == q - 1) {
+            if (plan.nMinus == SquarePlan::kMaxListed) return false;
+            plan.minus[plan.nMinus++] = c;
+        } else if (s.inc0 != q) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Samples per chunk of the chunked 8-bit paths: whole words, whole runs of
+// sixteen vector steps, and few enough for the square path's byte counts
+// (at most one per step and lane).
+constexpr int kChunkSamples = 2048;
+
+// The byte kernels, once per instruction set. Every function of the AVX2
+// copy is compiled for AVX2, so its vectors never cross a call between
+// targets.
+#if defined(__SSE2__)
+namespace baseline_bytes {
+using L = Sse2Lanes;
+using V = L::V;
+#include "point/float_sum_bytes.inc"
+}  // namespace baseline_bytes
 #endif
 
 #if ZETDIP_HAS_AVX2_PATH
-struct Avx2Lanes {
-    using V = __m256i;
-    static constexpr int kBytes = 32;
-    ZETDIP_TARGET_AVX2 static V Zero() { return _mm256_setzero_si256(); }
-    ZETDIP_TARGET_AVX2 static V Load(const unsigned char* p) {
-        return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-    }
-    ZETDIP_TARGET_AVX2 static V Set8(unsigned char c) {
-        return _mm256_set1_epi8(static_cast<char>(c));
-    }
-    ZETDIP_TARGET_AVX2 static V Set16(int c) { return _mm256_set1_epi16(static_cast<short>(c)); }
-    ZETDIP_TARGET_AVX2 static V Lo8(V a, V b) { return _mm256_unpacklo_epi8(a, b); }
-    ZETDIP_TARGET_AVX2 static V Hi8(V a, V b) { return _mm256_unpackhi_epi8(a, b); }
-    ZETDIP_TARGET_AVX2 static V AbsDiff16(V a, V b) {
-        return _mm256_or_si256(_mm256_subs_epu16(a, b), _mm256_subs_epu16(b, a));
-    }
-    ZETDIP_TARGET_AVX2 static V Square16(V d) { return _mm256_mulhi_epu16(d, d); }
-    ZETDIP_TARGET_AVX2 static V Round16(V s, V bias, __m128i shift) {
-        return _mm256_srl_epi16(_mm256_avg_epu16(s, bias), shift);
-    }
-    ZETDIP_TARGET_AVX2 static V Add16(V a, V b) { return _mm256_add_epi16(a, b); }
-    ZETDIP_TARGET_AVX2 static V Or(V a, V b) { return _mm256_or_si256(a, b); }
-    ZETDIP_TARGET_AVX2 static V CountEq8(V n, V v, V c) {
-        return _mm256_sub_epi8(n, _mm256_cmpeq_epi8(v, c));
-    }
-    ZETDIP_TARGET_AVX2 static V Add32(V a, V b) { return _mm256_add_epi32(a, b); }
-    ZETDIP_TARGET_AVX2 static V Widen16(V a) {
-        return _mm256_add_epi32(_mm256_and_si256(a, _mm256_set1_epi32(0xffff)),
-                                _mm256_srli_epi32(a, 16));
-    }
-    ZETDIP_TARGET_AVX2 static std::int64_t Sum32(V a) {
-        return Sse2Lanes::Sum32(
-            _mm_add_epi32(_mm256_castsi256_si128(a), _mm256_extracti128_si256(a, 1)));
-    }
-    ZETDIP_TARGET_AVX2 static std::int64_t Sum8(V a) {
-        const __m256i s = _mm256_sad_epu8(a, _mm256_setzero_si256());
-        return Sse2Lanes::Sum64(
-            _mm_add_epi64(_mm256_castsi256_si128(s), _mm256_extracti128_si256(s, 1)));
-    }
-    ZETDIP_TARGET_AVX2 static bool Any(V a) { return !_mm256_testz_si256(a, a); }
-    ZETDIP_TARGET_AVX2 static V Avg8(V a, V b) { return _mm256_avg_epu8(a, b); }
-    ZETDIP_TARGET_AVX2 static V Srl16(V a, __m128i shift) { return _mm256_srl_epi16(a, shift); }
-    ZETDIP_TARGET_AVX2 static V And(V a, V b) { return _mm256_and_si256(a, b); }
-    ZETDIP_TARGET_AVX2 static V CmpEq8(V a, V b) { return _mm256_cmpeq_epi8(a, b); }
-    ZETDIP_TARGET_AVX2 static std::uint32_t Mask8(V a) {
-        return static_cast<std::uint32_t>(_mm256_movemask_epi8(a));
-    }
-    ZETDIP_TARGET_AVX2 static std::uint32_t LowBits8(V a) { return Mask8(_mm256_slli_epi16(a, 7)); }
-    ZETDIP_TARGET_AVX2 static V AddSad(V acc, V a) {
-        return _mm256_add_epi64(acc, _mm256_sad_epu8(a, _mm256_setzero_si256()));
-    }
-    ZETDIP_TARGET_AVX2 static std::int64_t Sum64(V a) {
-        return Sse2Lanes::Sum64(
-            _mm_add_epi64(_mm256_castsi256_si128(a), _mm256_extracti128_si256(a, 1)));
-    }
-};
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
+#else
+#pragma GCC push_options
+#pragma GCC target("avx2")
+#endif
+namespace avx2_bytes {
+using L = Avx2Lanes;
+using V = L::V;
+#include "point/float_sum_bytes.inc"
+}  // namespace avx2_bytes
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
+#pragma GCC pop_options
+#endif
 #endif
 
 #if defined(__SSE2__)
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic push
-// The bodies over lanes are only ever inlined into a function compiled for
-// those lanes, so no vector crosses a call between targets (which the ABI
-// note is about).
-#pragma GCC diagnostic ignored "-Wpsabi"
-#endif
-// SampleTermWords on bytes for 1 <= k <= 8, in byte lanes: q is the rounding
-// average with 2^(k-1) - 2 shifted right by k - 1 (for k = 1 the sample
-// shifted by 1). The parities of the words without a tie are folded into
-// one xor of their odd-increment masks until a tie needs the parity.
-template <class L>
-ZETDIP_ALWAYS_INLINE std::int64_t SampleTermBytesBody(const unsigned char* b, int nWords, int k,
-                                                      std::uint32_t& parity) {
-    using V = typename L::V;
-    const int nShift = k == 1 ? 1 : k - 1;
-    const V bias = L::Set8(static_cast<unsigned char>(k == 1 ? 0 : (1 << (k - 1)) - 2));
-    const V keep = L::Set8(static_cast<unsigned char>(0xff >> nShift));
-    const V low = L::Set8(static_cast<unsigned char>((1 << k) - 1));
-    const V half = L::Set8(static_cast<unsigned char>(1 << (k - 1)));
-    const __m128i shift = _mm_cvtsi32_si128(nShift);
-    V sum = L::Zero();
-    std::uint64_t pending = 0;
-    std::int64_t extras = 0;
-    for (int w = 0; w < nWords; ++w) {
-        std::uint64_t cbits = 0, ties = 0;
-        for (int j = 0; j < 64; j += L::kBytes) {
-            const V v = L::Load(b + 64 * w + j);
-            const V q = L::And(L::Srl16(k == 1 ? v : L::Avg8(v, bias), shift), keep);
-            sum = L::AddSad(sum, q);
-            cbits |= static_cast<std::uint64_t>(L::LowBits8(q)) << j;
-            ties |= static_cast<std::uint64_t>(L::Mask8(L::CmpEq8(L::And(v, low), half))) << j;
-        }
-        if (ties != 0) {
-            parity ^= static_cast<std::uint32_t>(PopCount64(pending) & 1);
-            pending = 0;
-            extras += TieExtras(cbits, ties, parity);
-        } else {
-            pending ^= cbits;
-        }
-    }
-    parity ^= static_cast<std::uint32_t>(PopCount64(pending) & 1);
-    return L::Sum64(sum) + extras;
-}
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic pop
-#endif
-
-inline std::int64_t SampleTermBytesBaseline(const unsigned char* b, int nWords, int k,
-                                            std::uint32_t& parity) {
-    return SampleTermBytesBody<Sse2Lanes>(b, nWords, k, parity);
-}
-
+// The ulps that kChunkSamples samples at b add under plan, into rTotal;
+// false (rTotal undefined) when a tie value is among them.
+inline bool SquareChunk(const unsigned char* b, const SquarePlan& plan, VectorPath vector,
+                        std::int64_t& rTotal) {
 #if ZETDIP_HAS_AVX2_PATH
-ZETDIP_TARGET_AVX2 inline std::int64_t SampleTermBytesAvx2(const unsigned char* b, int nWords,
-                                                           int k, std::uint32_t& parity) {
-    return SampleTermBytesBody<Avx2Lanes>(b, nWords, k, parity);
-}
+    if (vector == VectorPath::kAvx2) return avx2_bytes::SquareChunk(b, plan, rTotal);
 #endif
+    (void)vector;
+    return baseline_bytes::SquareChunk(b, plan, rTotal);
+}
 #endif
 
 #if defined(__SSE2__)
@@ -401,9 +325,9 @@ std::int64_t SampleTermWords(const T* b, int nWords, int k, std::uint32_t& parit
         if (k >= 1 && k <= kBits) {
 #if ZETDIP_HAS_AVX2_PATH
             if (ResolvePath(vector) == VectorPath::kAvx2)
-                return SampleTermBytesAvx2(b, nWords, k, parity);
+                return avx2_bytes::SampleTermBytes(b, nWords, k, parity);
 #endif
-            return SampleTermBytesBaseline(b, nWords, k, parity);
+            return baseline_bytes::SampleTermBytes(b, nWords, k, parity);
         }
     }
     (void)vector;
@@ -478,130 +402,6 @@ std::int64_t SampleTermWords(const T* b, int nWords, int k, std::uint32_t& parit
             parity ^= static_cast<std::uint32_t>(PopCount64(cbits) & 1);
     }
     return total + total32(acc) + 32768 * nSamples;
-}
-#endif
-
-// Squared deviations of 8-bit samples from a level m, summed in a binade of
-// ulp 2^k (1 <= k <= 16) by arithmetic instead of a table: with L = 256 m
-// rounded, s = |256 v - L|^2 >> 16 is (v - m)^2 within about 2, and
-// q = (s + 2^(k-1)) >> k its rounding to ulps, all in 16-bit lanes. The
-// plan holds the values whose increment q misses by one (counted and
-// corrected) and the tie values (whose presence sends the samples back to
-// the tables); it is checked against the table for every sample value, so
-// the approximation only decides whether this path can be taken.
-struct SquarePlan {
-    static constexpr int kMaxListed = 16;
-    int k = 0, nLevel = 0, nPlus = 0, nMinus = 0, nTies = 0;
-    unsigned char plus[kMaxListed], minus[kMaxListed], ties[kMaxListed];
-};
-
-// q for sample v, as the vector lanes form it (avg(s, 2^(k-1) - 1) >> (k - 1)).
-inline int SquareIncrement(int v, int nLevel, int k) {
-    const int w = v << 8;
-    const auto d = static_cast<std::uint32_t>(w > nLevel ? w - nLevel : nLevel - w);
-    const std::uint32_t s = (d * d) >> 16;
-    return static_cast<int>(((s + (1u << (k - 1)) - 1u + 1u) >> 1) >> (k - 1));
-}
-
-// The plan for samples nMin..nMax whose binade steps are pStep[v - nMin]
-// (exact there) around fLevel; false when the path cannot be taken.
-inline bool MakeSquarePlan(const SumStep* pStep, int nMin, int nMax, float fLevel, int k,
-                           SquarePlan& plan) {
-    if (k < 1 || k > 16 || nMin < 0 || nMax > 255) return false;
-    const double dLevel = 256.0 * static_cast<double>(fLevel) + 0.5;
-    if (!(dLevel >= 0.0 && dLevel < 65536.0)) return false;
-    plan = SquarePlan{};
-    plan.k = k;
-    plan.nLevel = static_cast<int>(dLevel);
-    for (int v = nMin; v <= nMax; ++v) {
-        const SumStep& s = pStep[v - nMin];
-        const int q = SquareIncrement(v, plan.nLevel, k);
-        // A 16-bit lane adds up to 32 increments between widenings.
-        if (q > 2047) return false;
-        const auto c = static_cast<unsigned char>(v);
-        if (s.d != 0) {
-            if (plan.nTies == SquarePlan::kMaxListed) return false;
-            plan.ties[plan.nTies++] = c;
-        } else if (s.inc0 == q + 1) {
-            if (plan.nPlus == SquarePlan::kMaxListed) return false;
-            plan.plus[plan.nPlus++] = c;
-        } else if (s.inc0 == q - 1) {
-            if (plan.nMinus == SquarePlan::kMaxListed) return false;
-            plan.minus[plan.nMinus++] = c;
-        } else if (s.inc0 != q) {
-            return false;
-        }
-    }
-    return true;
-}
-
-// Samples per chunk of the chunked 8-bit paths: whole words, whole runs of
-// sixteen vector steps, and few enough for the square path's byte counts
-// (at most one per step and lane).
-constexpr int kChunkSamples = 2048;
-
-#if defined(__SSE2__)
-// The ulps that kChunkSamples samples at b add under plan, into rTotal;
-// false (rTotal undefined) when a tie value is among them.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wpsabi"  // as for SampleTermBytesBody
-#endif
-template <class L>
-ZETDIP_ALWAYS_INLINE bool SquareChunkBody(const unsigned char* b, const SquarePlan& plan,
-                                          std::int64_t& rTotal) {
-    using V = typename L::V;
-    const V zero = L::Zero(), level = L::Set16(plan.nLevel),
-            bias = L::Set16((1 << (plan.k - 1)) - 1);
-    const __m128i shift = _mm_cvtsi32_si128(plan.k - 1);
-    V plus[SquarePlan::kMaxListed], minus[SquarePlan::kMaxListed], ties[SquarePlan::kMaxListed];
-    for (int x = 0; x < plan.nPlus; ++x) plus[x] = L::Set8(plan.plus[x]);
-    for (int x = 0; x < plan.nMinus; ++x) minus[x] = L::Set8(plan.minus[x]);
-    for (int x = 0; x < plan.nTies; ++x) ties[x] = L::Set8(plan.ties[x]);
-    V sum = zero, nPlus = zero, nMinus = zero, nTies = zero;
-    for (int j = 0; j < kChunkSamples;) {
-        // Sixteen steps add at most 32 increments to a 16-bit lane.
-        V sum16 = zero;
-        for (const int nEnd = j + 16 * L::kBytes; j < nEnd; j += L::kBytes) {
-            const V v = L::Load(b + j);
-            // v * 256 in 16-bit lanes: the sample in the high byte.
-            const V d0 = L::AbsDiff16(L::Lo8(zero, v), level);
-            const V d1 = L::AbsDiff16(L::Hi8(zero, v), level);
-            sum16 = L::Add16(sum16, L::Add16(L::Round16(L::Square16(d0), bias, shift),
-                                             L::Round16(L::Square16(d1), bias, shift)));
-            for (int x = 0; x < plan.nPlus; ++x) nPlus = L::CountEq8(nPlus, v, plus[x]);
-            for (int x = 0; x < plan.nMinus; ++x) nMinus = L::CountEq8(nMinus, v, minus[x]);
-            for (int x = 0; x < plan.nTies; ++x) nTies = L::CountEq8(nTies, v, ties[x]);
-        }
-        sum = L::Add32(sum, L::Widen16(sum16));
-    }
-    if (L::Any(nTies)) return false;
-    rTotal = L::Sum32(sum) + L::Sum8(nPlus) - L::Sum8(nMinus);
-    return true;
-}
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic pop
-#endif
-
-inline bool SquareChunkBaseline(const unsigned char* b, const SquarePlan& plan,
-                                std::int64_t& rTotal) {
-    return SquareChunkBody<Sse2Lanes>(b, plan, rTotal);
-}
-
-#if ZETDIP_HAS_AVX2_PATH
-ZETDIP_TARGET_AVX2 inline bool SquareChunkAvx2(const unsigned char* b, const SquarePlan& plan,
-                                               std::int64_t& rTotal) {
-    return SquareChunkBody<Avx2Lanes>(b, plan, rTotal);
-}
-#endif
-
-inline bool SquareChunk(const unsigned char* b, const SquarePlan& plan, VectorPath vector,
-                        std::int64_t& rTotal) {
-#if ZETDIP_HAS_AVX2_PATH
-    if (vector == VectorPath::kAvx2) return SquareChunkAvx2(b, plan, rTotal);
-#endif
-    (void)vector;
-    return SquareChunkBaseline(b, plan, rTotal);
 }
 #endif
 
