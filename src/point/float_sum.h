@@ -11,6 +11,12 @@
 // two parities to two integer increments: a table per binade, a two-state
 // automaton per sample, an integer sum per block. Blocks that could leave
 // the binade, and the start of the sum, take the literal loop.
+//
+// 8-bit samples also go in chunks summed as if the binade held: a sum that
+// leaves the binade at some step is at the top or past it from then on in
+// that reckoning (the top is a multiple of u), so a chunk whose reckoned sum
+// ends below the top never left. Sample terms go in byte lanes; squared
+// deviations by a 16-bit formula whose few misses the table lists.
 #ifndef ZETDIP_POINT_FLOAT_SUM_H
 #define ZETDIP_POINT_FLOAT_SUM_H
 
