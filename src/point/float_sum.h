@@ -11,6 +11,12 @@
 // two parities to two integer increments: a table per binade, a two-state
 // automaton per sample, an integer sum per block. Blocks that could leave
 // the binade, and the start of the sum, take the literal loop.
+//
+// 8-bit samples also go in chunks summed as if the binade held: a sum that
+// leaves the binade at some step is at the top or past it from then on in
+// that reckoning (the top is a multiple of u), so a chunk whose reckoned sum
+// ends below the top never left. Sample terms go in byte lanes; squared
+// deviations by a 16-bit formula whose few misses the table lists.
 #ifndef ZETDIP_POINT_FLOAT_SUM_H
 #define ZETDIP_POINT_FLOAT_SUM_H
 
@@ -22,6 +28,7 @@
 
 #include "core/common.h"
 #include "core/cpu.h"
+#include "point/byte_lanes.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -207,6 +214,108 @@ inline std::int64_t TwoValuedWord(const SumStep& sLo, const SumStep& sHi, std::u
     return total;
 }
 
+// Squared deviations of 8-bit samples from a level m, summed in a binade of
+// ulp 2^k (1 <= k <= 16) by arithmetic instead of a table: with L = 256 m
+// rounded, s = |256 v - L|^2 >> 16 is (v - m)^2 within about 2, and
+// q = (s + 2^(k-1)) >> k its rounding to ulps, all in 16-bit lanes. The
+// plan holds the values whose increment q misses by one (counted and
+// corrected) and the tie values (whose presence sends the samples back to
+// the tables); it is checked against the table for every sample value, so
+// the approximation only decides whether this path can be taken.
+struct SquarePlan {
+    static constexpr int kMaxListed = 16;
+    int k = 0, nLevel = 0, nPlus = 0, nMinus = 0, nTies = 0;
+    unsigned char plus[kMaxListed], minus[kMaxListed], ties[kMaxListed];
+};
+
+// q for sample v, as the vector lanes form it (avg(s, 2^(k-1) - 1) >> (k - 1)).
+inline int SquareIncrement(int v, int nLevel, int k) {
+    const int w = v << 8;
+    const auto d = static_cast<std::uint32_t>(w > nLevel ? w - nLevel : nLevel - w);
+    const std::uint32_t s = (d * d) >> 16;
+    return static_cast<int>(((s + (1u << (k - 1)) - 1u + 1u) >> 1) >> (k - 1));
+}
+
+// The plan for samples nMin..nMax whose binade steps are pStep[v - nMin]
+// (exact there) around fLevel; false when the path cannot be taken.
+inline bool MakeSquarePlan(const SumStep* pStep, int nMin, int nMax, float fLevel, int k,
+                           SquarePlan& plan) {
+    if (k < 1 || k > 16 || nMin < 0 || nMax > 255) return false;
+    const double dLevel = 256.0 * static_cast<double>(fLevel) + 0.5;
+    if (!(dLevel >= 0.0 && dLevel < 65536.0)) return false;
+    plan = SquarePlan{};
+    plan.k = k;
+    plan.nLevel = static_cast<int>(dLevel);
+    for (int v = nMin; v <= nMax; ++v) {
+        const SumStep& s = pStep[v - nMin];
+        const int q = SquareIncrement(v, plan.nLevel, k);
+        // A 16-bit lane adds up to 32 increments between widenings.
+        if (q > 2047) return false;
+        const auto c = static_cast<unsigned char>(v);
+        if (s.d != 0) {
+            if (plan.nTies == SquarePlan::kMaxListed) return false;
+            plan.ties[plan.nTies++] = c;
+        } else if (s.inc0 == q + 1) {
+            if (plan.nPlus == SquarePlan::kMaxListed) return false;
+            plan.plus[plan.nPlus++] = c;
+        } else if (s.inc0 == q - 1) {
+            if (plan.nMinus == SquarePlan::kMaxListed) return false;
+            plan.minus[plan.nMinus++] = c;
+        } else if (s.inc0 != q) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Samples per chunk of the chunked 8-bit paths: whole words, whole runs of
+// sixteen vector steps, and few enough for the square path's byte counts
+// (at most one per step and lane).
+constexpr int kChunkSamples = 2048;
+
+// The byte kernels, once per instruction set. Every function of the AVX2
+// copy is compiled for AVX2, so its vectors never cross a call between
+// targets.
+#if defined(__SSE2__)
+namespace baseline_bytes {
+using L = Sse2Lanes;
+using V = L::V;
+#include "point/float_sum_bytes.inc"
+}  // namespace baseline_bytes
+#endif
+
+#if ZETDIP_HAS_AVX2_PATH
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
+#else
+#pragma GCC push_options
+#pragma GCC target("avx2")
+#endif
+namespace avx2_bytes {
+using L = Avx2Lanes;
+using V = L::V;
+#include "point/float_sum_bytes.inc"
+}  // namespace avx2_bytes
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
+#pragma GCC pop_options
+#endif
+#endif
+
+#if defined(__SSE2__)
+// The ulps that kChunkSamples samples at b add under plan, into rTotal;
+// false (rTotal undefined) when a tie value is among them.
+inline bool SquareChunk(const unsigned char* b, const SquarePlan& plan, VectorPath vector,
+                        std::int64_t& rTotal) {
+#if ZETDIP_HAS_AVX2_PATH
+    if (vector == VectorPath::kAvx2) return avx2_bytes::SquareChunk(b, plan, rTotal);
+#endif
+    (void)vector;
+    return baseline_bytes::SquareChunk(b, plan, rTotal);
+}
+#endif
+
 #if defined(__SSE2__)
 // The ulps that a block of nWords * 64 samples adds when each sample's term
 // is its own value and the block stays in the binade of ulp 2^k (k may be
@@ -215,8 +324,19 @@ inline std::int64_t TwoValuedWord(const SumStep& sLo, const SumStep& sHi, std::u
 // its low k bits are exactly 2^(k-1): integer arithmetic in vectors, the
 // ties settled word by word as in TwoValuedWord.
 template <class T>
-std::int64_t SampleTermWords(const T* b, int nWords, int k, std::uint32_t& parity) {
+std::int64_t SampleTermWords(const T* b, int nWords, int k, std::uint32_t& parity,
+                             VectorPath vector = VectorPath::kAuto) {
     constexpr int kBits = 8 * static_cast<int>(sizeof(T));
+    if constexpr (sizeof(T) == 1) {
+        if (k >= 1 && k <= kBits) {
+#if ZETDIP_HAS_AVX2_PATH
+            if (ResolvePath(vector) == VectorPath::kAvx2)
+                return avx2_bytes::SampleTermBytes(b, nWords, k, parity);
+#endif
+            return baseline_bytes::SampleTermBytes(b, nWords, k, parity);
+        }
+    }
+    (void)vector;
     const __m128i zero = _mm_setzero_si128();
     const __m128i flip = _mm_set1_epi16(static_cast<short>(0x8000));
     const __m128i ones = _mm_set1_epi16(1);
@@ -315,12 +435,17 @@ float AccumulateFloatLiteral(const T* pSrc, long long nCount, Term term) {
 
 // term(v) >= 0 is the double term of sample value v. Scratch: two tables
 // over the range of values present (pSpan, when given, holds every sample);
-// without them the literal loop runs.
+// without them the literal loop runs. pSquareLevel, when given, is the level
+// m of terms that are squared deviations (float)(v - m) squared: 8-bit
+// samples then go by the square path where its plan holds.
 template <class T, class Term, bool kSampleTerms = false>
 float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path = SumPath::kFast,
-                      const SampleSpan* pSpan = nullptr) {
+                      const SampleSpan* pSpan = nullptr, VectorPath vector = VectorPath::kAuto,
+                      const float* pSquareLevel = nullptr) {
     if (path == SumPath::kScalarOnly || nCount <= 0)
         return AccumulateFloatLiteral(pSrc, nCount, term);
+    vector = ResolvePath(vector);
+    (void)pSquareLevel;  // only the vector paths use it
     int nMin = 0, nMax = 0;
     if (pSpan != nullptr) {
         nMin = pSpan->nMin;
@@ -357,6 +482,21 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
     // Covers the rounding of the double bound sums.
     const double dSlack = 1.0 + std::ldexp(1.0, -40);
     int nTableExp = INT_MIN;
+    auto buildTable = [&](int e, double lo, double u) {
+        if (e == nTableExp) return;
+        for (std::size_t v = 0; v < nRange; ++v) {
+            table[v] = StepInBinade(pTerm[v], lo, u);
+            packed[v] =
+                (static_cast<std::int64_t>(table[v].inc0) << kTieBits) + (table[v].d != 0 ? 1 : 0);
+        }
+        nTableExp = e;
+    };
+#if defined(__SSE2__)
+    SquarePlan plan;
+    int nPlanExp = INT_MIN;
+    bool bPlan = false;
+    long long nSquareFrom = 0, nChunkFrom = 0;  // a chunk that failed is not tried again
+#endif
     while (i < nCount) {
         // Adding 0 to 0 leaves it 0: skip a leading run of zero terms.
         if (acc == 0.0f) {
@@ -372,6 +512,62 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
             while (i < nCount && at(pSrc[i]) == 0.0) ++i;
             if (i == nCount) break;
         }
+#if defined(__SSE2__)
+        // A chunk of 8-bit samples whose sum, taken in the binade of acc,
+        // ends below the binade's top (2^24 ulps) stayed in it all along, the
+        // increments being >= 0. From acc >= 1 on, a chunk's ulps (2048
+        // samples of at most 255 times 2^23) cannot overflow.
+        if constexpr (kSampleTerms && sizeof(T) == 1) {
+            if (i >= nChunkFrom && nCount - i >= kChunkSamples && acc >= 1.0f) {
+                int e = 0;
+                double lo = 0.0, u = 0.0;
+                Binade(static_cast<double>(acc), e, lo, u);
+                const auto k0 = static_cast<std::int64_t>(static_cast<double>(acc) / u);
+                auto parity = static_cast<std::uint32_t>(k0 & 1);
+                const std::int64_t total =
+                    SampleTermWords(pSrc + i, kChunkSamples / 64, e - 24, parity, vector);
+                if (k0 + total < (std::int64_t{1} << 24)) {
+                    acc = static_cast<float>(static_cast<double>(k0 + total) * u);
+                    i += kChunkSamples;
+                    continue;
+                }
+                nChunkFrom = i + kChunkSamples;
+            }
+        }
+        // A chunk of squared deviations whose sum stays in the binade of acc
+        // adds exactly its increments, whatever their order, when no tie
+        // value is among them: the increments are >= 0, so the sum stays in
+        // the binade when its end does.
+        if constexpr (sizeof(T) == 1) {
+            if (pSquareLevel != nullptr && i >= nSquareFrom && nCount - i >= kChunkSamples &&
+                static_cast<double>(acc) >= dSmallest) {
+                int e = 0;
+                double lo = 0.0, u = 0.0;
+                Binade(static_cast<double>(acc), e, lo, u);
+                if (e != nPlanExp) {
+                    // The tables are exact for terms that fit the binade from its bottom.
+                    bPlan = dMaxTerm <= lo - 2.0 * u;
+                    if (bPlan) {
+                        buildTable(e, lo, u);
+                        bPlan =
+                            MakeSquarePlan(table.get(), nMin, nMax, *pSquareLevel, e - 24, plan);
+                    }
+                    nPlanExp = e;
+                }
+                std::int64_t total = 0;
+                const auto k0 = static_cast<std::int64_t>(static_cast<double>(acc) / u);
+                if (bPlan &&
+                    SquareChunk(reinterpret_cast<const unsigned char*>(pSrc + i), plan, vector,
+                                total) &&
+                    k0 + total < (std::int64_t{1} << 24)) {
+                    acc = static_cast<float>(static_cast<double>(k0 + total) * u);
+                    i += kChunkSamples;
+                    continue;
+                }
+                if (bPlan) nSquareFrom = i + kChunkSamples;
+            }
+        }
+#endif
         const long long nLen = std::min(kBlock, nCount - i);
         const T* b = pSrc + i;
         // Each step adds at most its term plus one ulp, so the block stays in
@@ -414,14 +610,7 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
             i += nLen;
             continue;
         }
-        if (e != nTableExp) {
-            for (std::size_t v = 0; v < nRange; ++v) {
-                table[v] = StepInBinade(pTerm[v], lo, u);
-                packed[v] = (static_cast<std::int64_t>(table[v].inc0) << kTieBits) +
-                            (table[v].d != 0 ? 1 : 0);
-            }
-            nTableExp = e;
-        }
+        buildTable(e, lo, u);
         const auto k0 = static_cast<std::int64_t>(static_cast<double>(acc) / u);
         auto parity = static_cast<std::uint32_t>(k0 & 1);
         std::int64_t total = 0;
@@ -429,7 +618,7 @@ float AccumulateFloat(const T* pSrc, long long nCount, Term term, SumPath path =
 #if defined(__SSE2__)
         if constexpr (kSampleTerms) {
             if (!bTwo && nLen == kBlock) {
-                total = SampleTermWords(b, kBlock / 64, e - 24, parity);
+                total = SampleTermWords(b, kBlock / 64, e - 24, parity, vector);
                 bDone = true;
             }
         }

@@ -37,20 +37,22 @@ inline float DeviationOfSum(float fAcc, int nCount) {
 // addition, so large bright images lose digits on purpose.
 template <class T>
 float Mean(const T* pSrc, int nCount, SumPath path = SumPath::kFast,
-           const SampleSpan* pSpan = nullptr) {
+           const SampleSpan* pSpan = nullptr, VectorPath vector = VectorPath::kAuto) {
     if (nCount == 0) return 0.0f;
     auto value = [](T v) { return static_cast<double>(v); };
-    const float fSum = AccumulateFloat<T, decltype(value), true>(pSrc, nCount, value, path, pSpan);
+    const float fSum =
+        AccumulateFloat<T, decltype(value), true>(pSrc, nCount, value, path, pSpan, vector);
     return MeanOfSum(fSum, nCount);
 }
 
 // Population standard deviation around fMean, summed in a float accumulator.
 template <class T>
 float StandardDeviation(const T* pSrc, int nCount, float fMean, SumPath path = SumPath::kFast,
-                        const SampleSpan* pSpan = nullptr) {
+                        const SampleSpan* pSpan = nullptr, VectorPath vector = VectorPath::kAuto) {
     if (nCount == 0) return 0.0f;
     auto square = [fMean](T v) { return SquaredDeviation(static_cast<double>(v), fMean); };
-    return DeviationOfSum(AccumulateFloat(pSrc, nCount, square, path, pSpan), nCount);
+    return DeviationOfSum(AccumulateFloat(pSrc, nCount, square, path, pSpan, vector, &fMean),
+                          nCount);
 }
 
 struct MeanDeviation {
@@ -60,11 +62,11 @@ struct MeanDeviation {
 // The mean and the deviation around it, as Mean then StandardDeviation
 // give them, with one pass for the sample range instead of two.
 template <class T>
-MeanDeviation MeanAndDeviation(const T* pSrc, int nCount) {
+MeanDeviation MeanAndDeviation(const T* pSrc, int nCount, VectorPath vector = VectorPath::kAuto) {
     SampleSpan span{0, 0};
     SampleRange(pSrc, nCount, span.nMin, span.nMax);
-    const float fMean = Mean(pSrc, nCount, SumPath::kFast, &span);
-    return {fMean, StandardDeviation(pSrc, nCount, fMean, SumPath::kFast, &span)};
+    const float fMean = Mean(pSrc, nCount, SumPath::kFast, &span, vector);
+    return {fMean, StandardDeviation(pSrc, nCount, fMean, SumPath::kFast, &span, vector)};
 }
 
 // Mean plus 3.3 deviations; the factor is the float 3.3 used as a double.

@@ -22,6 +22,7 @@ namespace {
 using zetdip::detail::Mean;
 using zetdip::detail::StandardDeviation;
 using zetdip::detail::SumPath;
+using zetdip::detail::VectorPath;
 
 constexpr int kW = 3328, kH = 4084;
 
@@ -51,29 +52,32 @@ std::uint32_t Bits(float f) {
 }
 
 // Mean and deviation (around the mean and around an off-centre level) equal
-// the literal loops bit for bit.
+// the literal loops bit for bit, on every vector path.
 template <class T>
 void ExpectSameStatistics(const std::vector<T>& image, const std::string& what) {
     SCOPED_TRACE(what);
     const int n = static_cast<int>(image.size());
-    const float fMean = Mean(image.data(), n);
-    ASSERT_EQ(Bits(fMean), Bits(LiteralMean(image)));
-    EXPECT_EQ(Bits(StandardDeviation(image.data(), n, fMean)),
-              Bits(LiteralDeviation(image, fMean)));
-    const float fOff = fMean * 0.37f + 0.3f;
-    EXPECT_EQ(Bits(StandardDeviation(image.data(), n, fOff)), Bits(LiteralDeviation(image, fOff)));
+    const float fMean = LiteralMean(image);
     // An integer level makes integer squares: odd ones are ties near 2^24.
-    const float fWhole = std::floor(fMean) + 1.0f;
-    EXPECT_EQ(Bits(StandardDeviation(image.data(), n, fWhole)),
-              Bits(LiteralDeviation(image, fWhole)));
-    // Around the first sample: a leading run of it adds zeros to zero.
-    const float fFirst = image[0];
-    EXPECT_EQ(Bits(StandardDeviation(image.data(), n, fFirst)),
-              Bits(LiteralDeviation(image, fFirst)));
-    // Both at once, as the threshold entries take them.
-    const auto both = zetdip::detail::MeanAndDeviation(image.data(), n);
-    EXPECT_EQ(Bits(both.fMean), Bits(fMean));
-    EXPECT_EQ(Bits(both.fDeviation), Bits(LiteralDeviation(image, fMean)));
+    // Around the first sample a leading run of it adds zeros to zero.
+    const float fLevels[] = {fMean, fMean * 0.37f + 0.3f, std::floor(fMean) + 1.0f,
+                             static_cast<float>(image[0])};
+    std::vector<float> expected;
+    for (float f : fLevels) expected.push_back(LiteralDeviation(image, f));
+    for (VectorPath path : {VectorPath::kBaseline, VectorPath::kAvx2}) {
+        if (!zetdip::detail::VectorPathAvailable(path)) continue;
+        SCOPED_TRACE(path == VectorPath::kAvx2 ? "AVX2" : "baseline");
+        ASSERT_EQ(Bits(Mean(image.data(), n, SumPath::kFast, nullptr, path)), Bits(fMean));
+        for (std::size_t l = 0; l < expected.size(); ++l)
+            EXPECT_EQ(
+                Bits(StandardDeviation(image.data(), n, fLevels[l], SumPath::kFast, nullptr, path)),
+                Bits(expected[l]))
+                << "level " << fLevels[l];
+        // Both at once, as the threshold entries take them.
+        const auto both = zetdip::detail::MeanAndDeviation(image.data(), n, path);
+        EXPECT_EQ(Bits(both.fMean), Bits(fMean));
+        EXPECT_EQ(Bits(both.fDeviation), Bits(expected[0]));
+    }
 }
 
 template <class T>
@@ -140,6 +144,23 @@ TEST(FloatSum, FullSizeBinaryAndSaturatedImagesMatchTheLiteralLoop) {
     }
 }
 
+TEST(FloatSum, EightBitSquaresWithRareTiesMatchTheLiteralLoop) {
+    // Around level 0 the term of v is v * v: 192 (64 times 3) is a tie once
+    // the ulp is 2^13, 208 (16 times 13) once it is 2^9, the samples between
+    // never. A few ties among them: most stretches of the sum go without the
+    // tables, the ones holding a tie go by them.
+    auto image = zetdip::test::RandomImage<unsigned char>(1024, 2048, 193, 207, 12);
+    for (std::size_t i = 0; i < image.size(); i += 99991) image[i] = i % 2 ? 192 : 208;
+    image[image.size() - 1] = 192;
+    const float fExpected = LiteralDeviation(image, 0.0f);
+    for (VectorPath path : {VectorPath::kBaseline, VectorPath::kAvx2}) {
+        if (!zetdip::detail::VectorPathAvailable(path)) continue;
+        EXPECT_EQ(Bits(StandardDeviation(image.data(), static_cast<int>(image.size()), 0.0f,
+                                         SumPath::kFast, nullptr, path)),
+                  Bits(fExpected));
+    }
+}
+
 TEST(FloatSum, RealMammogramMatchesTheLiteralLoop) {
     const std::string path = std::string(ZETDIP_SHARED_DATA) + "/mg1/MG1_3064x4664_u16le.raw";
     std::FILE* f = std::fopen(path.c_str(), "rb");
@@ -154,7 +175,8 @@ TEST(FloatSum, RealMammogramMatchesTheLiteralLoop) {
 #if defined(__SSE2__)
 // The vector kernel of sample terms, one block at every binade a block of
 // samples fits in, from exact sums (ulps below 1) to ulps past twice the
-// largest sample, from both parities; half the samples are tie values there.
+// largest sample, from both parities. The first and last word hold no tie,
+// half the samples of the two between are tie values.
 template <class T>
 void ExpectSampleTermBlocksAsTheLiteralLoop(int nTop) {
     const int kBits = 8 * static_cast<int>(sizeof(T));
@@ -163,18 +185,66 @@ void ExpectSampleTermBlocksAsTheLiteralLoop(int nTop) {
         auto block =
             zetdip::test::RandomImage<T>(256, 1, 0, nTop, static_cast<std::uint32_t>(k + 40));
         if (k >= 1)
-            for (std::size_t i = 0; i < block.size(); i += 2)
-                block[i] =
-                    static_cast<T>((block[i] & ~((1 << k) - 1) & nTop) | (1 << (k - 1) & nTop));
+            for (std::size_t i = 0; i < block.size(); ++i) {
+                const bool bTie = (block[i] & ((1 << k) - 1)) == (1 << (k - 1));
+                if (i < 64 || i >= 192) {
+                    if (bTie) block[i] = static_cast<T>(block[i] ^ 1);
+                } else if (i % 2 == 0) {
+                    block[i] =
+                        static_cast<T>((block[i] & ~((1 << k) - 1) & nTop) | (1 << (k - 1) & nTop));
+                }
+            }
         for (int p : {0, 1}) {
             const auto k0 = static_cast<std::int64_t>(std::ldexp(1.0, 23)) + 34 + p;
             float acc = static_cast<float>(static_cast<double>(k0) * u);
             for (T v : block) acc = static_cast<float>(static_cast<double>(acc) + v);
-            auto parity = static_cast<std::uint32_t>(p);
-            const std::int64_t total = zetdip::detail::SampleTermWords(block.data(), 4, k, parity);
-            EXPECT_EQ(Bits(static_cast<float>(static_cast<double>(k0 + total) * u)), Bits(acc))
-                << "ulp 2^" << k << ", parity " << p;
-            EXPECT_EQ(parity, static_cast<std::uint32_t>((k0 + total) & 1));
+            for (VectorPath path : {VectorPath::kBaseline, VectorPath::kAvx2}) {
+                if (!zetdip::detail::VectorPathAvailable(path)) continue;
+                auto parity = static_cast<std::uint32_t>(p);
+                const std::int64_t total =
+                    zetdip::detail::SampleTermWords(block.data(), 4, k, parity, path);
+                EXPECT_EQ(Bits(static_cast<float>(static_cast<double>(k0 + total) * u)), Bits(acc))
+                    << "ulp 2^" << k << ", parity " << p << ", path " << static_cast<int>(path);
+                EXPECT_EQ(parity, static_cast<std::uint32_t>((k0 + total) & 1));
+            }
+        }
+    }
+}
+
+// The square path's chunk sums against the binade tables, at every binade
+// it takes, with the values its plan corrects making up half the chunk (so
+// their counts grow large) and a tie value sending the chunk back.
+TEST(FloatSum, SquareChunksAtEveryBinade) {
+    using namespace zetdip::detail;
+    for (float fLevel : {47.998f, 127.3f, 3.1f, 200.77f, 0.0f}) {
+        for (int k = 1; k <= 16; ++k) {
+            std::vector<SumStep> steps(256);
+            for (int v = 0; v < 256; ++v)
+                steps[v] = StepInBinade(SquaredDeviation(v, fLevel), std::ldexp(1.0, k + 23),
+                                        std::ldexp(1.0, k));
+            SquarePlan plan;
+            if (!MakeSquarePlan(steps.data(), 0, 255, fLevel, k, plan)) continue;
+            std::vector<unsigned char> listed(plan.plus, plan.plus + plan.nPlus);
+            listed.insert(listed.end(), plan.minus, plan.minus + plan.nMinus);
+            auto chunk = zetdip::test::RandomImage<unsigned char>(kChunkSamples, 1, 0, 255,
+                                                                  static_cast<std::uint32_t>(k));
+            std::int64_t nExpected = 0;
+            for (std::size_t i = 0; i < chunk.size(); ++i) {
+                if (!listed.empty() && i % 2 == 0) chunk[i] = listed[i / 2 % listed.size()];
+                while (steps[chunk[i]].d != 0) ++chunk[i];  // no tie here
+                nExpected += steps[chunk[i]].inc0;
+            }
+            for (VectorPath path : {VectorPath::kBaseline, VectorPath::kAvx2}) {
+                if (!VectorPathAvailable(path)) continue;
+                std::int64_t nTotal = -1;
+                EXPECT_TRUE(SquareChunk(chunk.data(), plan, path, nTotal));
+                EXPECT_EQ(nTotal, nExpected) << "level " << fLevel << ", ulp 2^" << k;
+                if (plan.nTies > 0) {
+                    auto tied = chunk;
+                    tied[kChunkSamples - 1] = plan.ties[0];
+                    EXPECT_FALSE(SquareChunk(tied.data(), plan, path, nTotal));
+                }
+            }
         }
     }
 }
