@@ -106,6 +106,41 @@ inline void ZeroBlock(double* pCoef, int nWidth, int nHeight, long long r0, long
         std::fill(pCoef + r * nWidth + c0, pCoef + r * nWidth + c1, 0.0);
 }
 
+// The first level's rows for the column transform: image row i converted
+// to doubles and transformed along the row, made when first asked for and
+// kept in a ring of kWaveletStreamRows rows (the column transform's window).
+template <class T>
+class FirstLevelRows final : public WaveletRowSource {
+public:
+    FirstLevelRows(const T* pSrc, int nWidth, int nOdd, double* pRing, double* pScratch)
+        : m_pSrc(pSrc), m_nWidth(nWidth), m_nOdd(nOdd), m_pRing(pRing), m_pScratch(pScratch) {}
+
+    const double* Row(int i) override {
+        while (m_nLast < i) {
+            ++m_nLast;
+            std::copy_n(m_pSrc + static_cast<std::size_t>(m_nLast) * m_nWidth, m_nWidth,
+                        m_pScratch);
+            WaveletForwardInto(m_pScratch, m_nWidth, m_nOdd, Slot(m_nLast));
+        }
+        return Slot(i);
+    }
+
+private:
+    double* Slot(int i) const {
+        return m_pRing + static_cast<std::size_t>(i % kWaveletStreamRows) * m_nWidth;
+    }
+
+    const T* m_pSrc;
+    int m_nWidth, m_nOdd;
+    double* m_pRing;
+    double* m_pScratch;
+    int m_nLast = -1;
+};
+
+// Images at least this high take the first level as a stream (the column
+// transform's window then fits the ring at both ends of the run).
+inline constexpr int kStreamMinHeight = 32;
+
 template <class T>
 bool WaveletDecompose(const T* pSrc, double* pCoef, int nWidth, int nHeight, int& rLowWidth,
                       int& rLowHeight, int* pWidthOdd, int* pHeightOdd) {
@@ -148,6 +183,19 @@ bool WaveletDecompose(const T* pSrc, double* pCoef, int nWidth, int nHeight, int
         if (w > nWidth || h > nHeight) break;
         pWidthOdd[k] = w % 2;
         pHeightOdd[k] = h % 2;
+        const int nOdd = pHeightOdd[k];
+        if (k == 0 && nHeight >= kStreamMinHeight && WaveletLanesFit(h, nOdd)) {
+            // The first level's band is the whole image: its rows are made as the
+            // column transform asks for them and its results written once.
+            auto ring = NewScratch<double>(SampleCount(kWaveletStreamRows, nWidth));
+            if (ring) {
+                FirstLevelRows<T> rows(pSrc, nWidth, pWidthOdd[0], ring.get(), pRowScratch.get());
+                WaveletForwardStream(rows, pCoef, nWidth, h, nOdd, nWidth);
+                w = (w + 1) / 2;
+                h = (h + 1) / 2;
+                continue;
+            }
+        }
         // The results of the 1-D transforms are ignored: a failed run stays as it was.
         for (int r = 0; r < h; ++r) {
             double* pRow = pCoef + static_cast<std::size_t>(r) * nWidth;
@@ -162,7 +210,6 @@ bool WaveletDecompose(const T* pSrc, double* pCoef, int nWidth, int nHeight, int
                 ForwardThrough(pRow, w, pWidthOdd[k], pRowScratch.get());
             }
         }
-        const int nOdd = pHeightOdd[k];
         TransformColumns(
             pCoef, nWidth, w, h, columns, [&](double* p) { WaveletForward(p, h, nOdd); },
             WaveletLanesFit(h, nOdd),

@@ -207,25 +207,29 @@ using Lanes4 = double __attribute__((vector_size(32)));
 // How many steps of the column pass ahead the rows are fetched.
 constexpr int kPrefetchSteps = 4;
 
-// Lane versions of the unguarded bodies above, term for term, on kL lanes.
-// They write every row of out (no filling by the caller): a slot that one
-// row sums on its own is stored as 0.0 + its sum, which is what adding the
-// sum into a zeroed slot gives (-0 becomes +0), and the other slots are
-// zeroed first and then added into, row after row, as in the body.
-template <int kL>
-ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength, int nOdd,
-                                       double* out) {
+// The unguarded forward body down columns, term for term, on nLanes
+// adjacent columns: in(i) gives input row i (nLanes values), out(s) output
+// row s. Every output row is written (no filling by the caller): a slot that
+// one row sums on its own is stored as 0.0 + its sum, which is what adding
+// the sum into a zeroed slot gives (-0 becomes +0), and the other slots are
+// zeroed first and then added into, row after row, as in the body. Rows are
+// asked for in rising order but for a window: input rows 0 .. 10 at first,
+// rows 2k - 4 .. 2k + 4 at low row k, and the last eleven rows at the end.
+// With kPrefetch, the rows a few steps ahead are fetched early (in(i) then
+// is plain memory).
+template <bool kPrefetch, class In, class Out>
+ZETDIP_ALWAYS_INLINE void ForwardColumns(In in, Out out, int nLength, int nOdd, Idx nLanes) {
     const Idx n = nLength;
     const Idx nL = (n + nOdd) / 2;
     const Idx nH = nL - nOdd;
     const Idx nE = n - nOdd;
     auto add = [&](Idx nSlot, Idx i, double dTap) {
-        double* o = out + nSlot * kL;
-        const double* p = x + i * nStride;
-        for (int l = 0; l < kL; ++l) o[l] += dTap * p[l];
+        double* o = out(nSlot);
+        const double* p = in(i);
+        for (Idx l = 0; l < nLanes; ++l) o[l] += dTap * p[l];
     };
     auto zero = [&](Idx nFrom, Idx nTo) {  // slots [nFrom, nTo)
-        if (nTo > nFrom) std::fill_n(out + nFrom * kL, (nTo - nFrom) * kL, 0.0);
+        for (Idx k = nFrom; k < nTo; ++k) std::fill_n(out(k), nLanes, 0.0);
     };
     const Idx nLowEnd = std::min(nL - 5, n - 1);
     const Idx nHighBegin = std::max<Idx>(0, -nL);
@@ -242,11 +246,11 @@ ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength
     // two go together while those rows are at hand. Every slot sees its own
     // row's operations in order; rows of different slots are independent.
     auto high = [&](Idx j) {
-        const double* p0 = x + 2 * j * nStride;
-        const double* p1 = p0 + nStride;
-        const double* p2 = p1 + nStride;
-        double* o = out + (nL + j) * kL;
-        for (int l = 0; l < kL; ++l) {
+        const double* p0 = in(2 * j);
+        const double* p1 = in(2 * j + 1);
+        const double* p2 = in(2 * j + 2);
+        double* o = out(nL + j);
+        for (Idx l = 0; l < nLanes; ++l) {
             double dAcc = 0.0;
             dAcc += -0.5 * p0[l];
             dAcc += p1[l];
@@ -260,32 +264,40 @@ ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength
 
     // The sums of kB lanes at a time stay in registers over the nine taps,
     // as vectors of four lanes (each lane the same double operations).
-    constexpr int kB = kL < 16 ? kL : 16;
-    static_assert(kB % 4 == 0, "lanes come in vectors of four");
+    constexpr int kB = 16;
     const Lanes4 zero4 = {0.0, 0.0, 0.0, 0.0};
     for (Idx k = 4; k <= nLowEnd; ++k) {
-        // The two rows this step reads first come from memory: ask for the
-        // ones a few steps ahead (a prefetch past the run reads nothing).
-        if (2 * k + 4 + 2 * kPrefetchSteps + 1 < n)
-            for (int r = 0; r < 2; ++r)
-                for (int l = 0; l < kL; l += 8)
-                    __builtin_prefetch(x + (2 * k + 3 + 2 * kPrefetchSteps + r) * nStride + l);
-        for (int l0 = 0; l0 < kL; l0 += kB) {
+        if constexpr (kPrefetch) {
+            // The two rows this step reads first come from memory: ask for the
+            // ones a few steps ahead (a prefetch past the run reads nothing).
+            if (2 * k + 4 + 2 * kPrefetchSteps + 1 < n)
+                for (int r = 0; r < 2; ++r)
+                    for (Idx l = 0; l < nLanes; l += 8)
+                        __builtin_prefetch(in(2 * k + 3 + 2 * kPrefetchSteps + r) + l);
+        }
+        const double* p[9];
+        for (int t = 0; t < 9; ++t) p[t] = in(2 * k - 4 + t);
+        double* o = out(k);
+        const Idx nBlocked = nLanes - nLanes % kB;
+        for (Idx l0 = 0; l0 < nBlocked; l0 += kB) {
             Lanes4 acc[kB / 4] = {};
             for (int t = 0; t < 9; ++t) {
                 const double w = kAnalysisLow[t];
-                const double* p = x + (2 * k - 4 + t) * nStride + l0;
                 for (int j = 0; j < kB / 4; ++j) {
                     Lanes4 v;
-                    std::memcpy(&v, p + 4 * j, sizeof v);
+                    std::memcpy(&v, p[t] + l0 + 4 * j, sizeof v);
                     acc[j] += w * v;
                 }
             }
-            double* o = out + k * kL + l0;
             for (int j = 0; j < kB / 4; ++j) {
                 const Lanes4 v = zero4 + acc[j];
-                std::memcpy(o + 4 * j, &v, sizeof v);
+                std::memcpy(o + l0 + 4 * j, &v, sizeof v);
             }
+        }
+        for (Idx l = nBlocked; l < nLanes; ++l) {
+            double dAcc = 0.0;
+            for (int t = 0; t < 9; ++t) dAcc += kAnalysisLow[t] * p[t][l];
+            o[l] = 0.0 + dAcc;
         }
         if (k - 2 >= nPairedBegin && k - 2 <= nPairedEnd) high(k - 2);
     }
@@ -295,6 +307,23 @@ ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength
             add(nL - 1 - r, nE - 1 - t, kAnalysisEdge[r][t]);
     add(nE - 1, nE - 2, -0.5);
     add(nE - 1, nE - 1, 1.0);
+}
+
+// The column body on kL columns of an image in memory, into a block of kL
+// values a row.
+template <int kL>
+ZETDIP_ALWAYS_INLINE void ForwardLanes(const double* x, Idx nStride, int nLength, int nOdd,
+                                       double* out) {
+    ForwardColumns<true>([&](Idx i) { return x + i * nStride; },
+                         [&](Idx s) { return out + s * kL; }, nLength, nOdd, kL);
+}
+
+// The column body across whole rows that a source makes on demand, into
+// rows of the destination.
+ZETDIP_ALWAYS_INLINE void ForwardStream(WaveletRowSource& rows, double* pOut, Idx nStride,
+                                        int nLength, int nOdd, int nLanes) {
+    ForwardColumns<false>([&](Idx i) { return rows.Row(static_cast<int>(i)); },
+                          [&](Idx s) { return pOut + s * nStride; }, nLength, nOdd, nLanes);
 }
 
 template <int kL>
@@ -351,6 +380,17 @@ template <int kL>
 ZETDIP_TARGET_AVX2 void InverseLanesAvx2(const double* in, Idx nStride, int nLowCount, int nOdd,
                                          double* out) {
     InverseLanes<kL>(in, nStride, nLowCount, nOdd, out);
+}
+#endif
+
+void ForwardStreamBaseline(WaveletRowSource& rows, double* pOut, Idx nStride, int nLength, int nOdd,
+                           int nLanes) {
+    ForwardStream(rows, pOut, nStride, nLength, nOdd, nLanes);
+}
+#if ZETDIP_HAS_AVX2_PATH
+ZETDIP_TARGET_AVX2 void ForwardStreamAvx2(WaveletRowSource& rows, double* pOut, Idx nStride,
+                                          int nLength, int nOdd, int nLanes) {
+    ForwardStream(rows, pOut, nStride, nLength, nOdd, nLanes);
 }
 #endif
 
@@ -438,6 +478,17 @@ void WaveletInverseLanes(const double* in, std::ptrdiff_t nStride, int nLowCount
 #endif
     (void)path;
     if (f) f(in, nStride, nLowCount, nOdd, out);
+}
+
+void WaveletForwardStream(WaveletRowSource& rows, double* pOut, std::ptrdiff_t nStride, int nLength,
+                          int nOdd, int nLanes, VectorPath path) {
+    if (!WaveletLanesFit(nLength, nOdd) || nLanes <= 0) return;
+#if ZETDIP_HAS_AVX2_PATH
+    if (ResolvePath(path) == VectorPath::kAvx2)
+        return ForwardStreamAvx2(rows, pOut, nStride, nLength, nOdd, nLanes);
+#endif
+    (void)path;
+    ForwardStreamBaseline(rows, pOut, nStride, nLength, nOdd, nLanes);
 }
 
 void WaveletForwardInto(const double* x, int nLength, int nOdd, double* out, VectorPath path) {

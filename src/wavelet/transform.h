@@ -89,6 +89,27 @@ void WaveletInverseLanes(const double* in, std::ptrdiff_t nStride, int nLowCount
                          double* out, VectorPath path = VectorPath::kAuto,
                          int nLanes = kWaveletLanes);
 
+// Rows of a band made on demand: Row(i) gives row i. The column transform
+// below asks for rows in rising order within a window of sixteen (rows 0 ..
+// 10 first, then 2k - 4 .. 2k + 4 for low row k, then the last eleven), so a
+// source can keep its rows in a ring of sixteen.
+class WaveletRowSource {
+public:
+    virtual const double* Row(int i) = 0;
+
+protected:
+    ~WaveletRowSource() = default;
+};
+inline constexpr int kWaveletStreamRows = 16;
+
+// The forward transform down nLanes columns whose rows come from rows, the
+// result written row by row into pOut (row s at pOut + s * nStride; every
+// row written). As WaveletForwardLanes, each column sees the operations of
+// the one-run transform in order, and only for runs that WaveletLanesFit;
+// another run writes nothing.
+void WaveletForwardStream(WaveletRowSource& rows, double* pOut, std::ptrdiff_t nStride, int nLength,
+                          int nOdd, int nLanes, VectorPath path = VectorPath::kAuto);
+
 }  // namespace zetdip::detail
 
 #endif  // ZETDIP_WAVELET_TRANSFORM_H
