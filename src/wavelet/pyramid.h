@@ -145,8 +145,8 @@ template <class T>
 bool WaveletDecompose(const T* pSrc, double* pCoef, int nWidth, int nHeight, int& rLowWidth,
                       int& rLowHeight, int* pWidthOdd, int* pHeightOdd) {
     if (pWidthOdd == nullptr || pHeightOdd == nullptr) return false;
-    // Every pixel becomes a coefficient as it is. When the first level runs,
-    // its row pass does that row by row instead.
+    // Every pixel becomes a coefficient as it is. When the first level runs
+    // as a stream, its rows are converted as they are made instead.
     auto convert = [&] {
         const std::size_t nCount = SampleCount(nWidth, nHeight);
         for (std::size_t i = 0; i < nCount; ++i) pCoef[i] = pSrc[i];
@@ -171,7 +171,14 @@ bool WaveletDecompose(const T* pSrc, double* pCoef, int nWidth, int nHeight, int
         convert();
         return false;
     }
-    if (nWidth < kWaveletMinBand || nHeight < kWaveletMinBand) convert();
+    // The first level's band is the whole image: from kStreamMinHeight rows
+    // on, its rows are made as the column transform asks for them and its
+    // results written once.
+    std::unique_ptr<double[]> ring;
+    if (nWidth >= kWaveletMinBand && nHeight >= kStreamMinHeight &&
+        WaveletLanesFit(nHeight, nHeight % 2))
+        ring = NewScratch<double>(SampleCount(kWaveletStreamRows, nWidth));
+    if (!ring) convert();
 
     rLowWidth = nWidth;
     rLowHeight = nHeight;
@@ -184,32 +191,17 @@ bool WaveletDecompose(const T* pSrc, double* pCoef, int nWidth, int nHeight, int
         pWidthOdd[k] = w % 2;
         pHeightOdd[k] = h % 2;
         const int nOdd = pHeightOdd[k];
-        if (k == 0 && nHeight >= kStreamMinHeight && WaveletLanesFit(h, nOdd)) {
-            // The first level's band is the whole image: its rows are made as the
-            // column transform asks for them and its results written once.
-            auto ring = NewScratch<double>(SampleCount(kWaveletStreamRows, nWidth));
-            if (ring) {
-                FirstLevelRows<T> rows(pSrc, nWidth, pWidthOdd[0], ring.get(), pRowScratch.get());
-                WaveletForwardStream(rows, pCoef, nWidth, h, nOdd, nWidth);
-                w = (w + 1) / 2;
-                h = (h + 1) / 2;
-                continue;
-            }
+        if (k == 0 && ring) {
+            FirstLevelRows<T> rows(pSrc, nWidth, pWidthOdd[0], ring.get(), pRowScratch.get());
+            WaveletForwardStream(rows, pCoef, nWidth, h, nOdd, nWidth);
+            w = (w + 1) / 2;
+            h = (h + 1) / 2;
+            continue;
         }
         // The results of the 1-D transforms are ignored: a failed run stays as it was.
-        for (int r = 0; r < h; ++r) {
-            double* pRow = pCoef + static_cast<std::size_t>(r) * nWidth;
-            if (k == 0) {
-                // The first level's rows are whole image rows: each is converted into
-                // the scratch and transformed straight into the image, which saves a
-                // pass over the coefficients.
-                const T* pIn = pSrc + static_cast<std::size_t>(r) * nWidth;
-                std::copy_n(pIn, nWidth, pRowScratch.get());
-                WaveletForwardInto(pRowScratch.get(), w, pWidthOdd[k], pRow);
-            } else {
-                ForwardThrough(pRow, w, pWidthOdd[k], pRowScratch.get());
-            }
-        }
+        for (int r = 0; r < h; ++r)
+            ForwardThrough(pCoef + static_cast<std::size_t>(r) * nWidth, w, pWidthOdd[k],
+                           pRowScratch.get());
         TransformColumns(
             pCoef, nWidth, w, h, columns, [&](double* p) { WaveletForward(p, h, nOdd); },
             WaveletLanesFit(h, nOdd),

@@ -15,34 +15,54 @@ namespace {
 
 using Idx = std::ptrdiff_t;
 
+// Where the rows of a forward run of n values go: nL low slots, then nH high
+// ones; interior low rows k = 4 .. nLowEnd and high rows j = nHighBegin ..
+// nHighEnd each sum a slot of their own (stored as 0.0 + the sum, what adding
+// it into a zeroed slot gives: -0 becomes +0); the edge slots 0..3 and
+// nL-4..nL-1 (which meet in short runs) and the high slots past the loop are
+// zeroed and added into. Zeroed(zero) calls zero(from, to) for those ranges.
+struct ForwardSlots {
+    Idx n, nL, nH, nE, nLowEnd, nHighBegin, nHighEnd;
+
+    ForwardSlots(Idx nLength, int nOdd)
+        : n(nLength),
+          nL((nLength + nOdd) / 2),
+          nH(nL - nOdd),
+          nE(nLength - nOdd),
+          nLowEnd(std::min(nL - 5, nLength - 1)),
+          nHighBegin(std::max<Idx>(0, -nL)),
+          nHighEnd(std::min(nH - 12, nLength - 1 - nL)) {}
+
+    template <class Zero>
+    void Zeroed(Zero zero) const {
+        zero(Idx{0}, Idx{4});
+        zero(std::max<Idx>(4, nL - 4), nL);
+        zero(nL + std::max(nHighBegin, nHighEnd + 1), n);
+    }
+};
+
 // The forward body, writing all of out[0 .. nLength-1]. Unguarded, it
 // assumes nOdd is 0 or 1 and E >= 11, so that every row reads and writes
 // inside the run; guarded, terms outside the run are dropped (adding them as
 // zeros would give the same sums). Every slot starts at 0 and each row adds
-// into its own: a slot that one row sums alone is stored as 0.0 + its sum,
-// the same value (-0 becomes +0); the others are zeroed and added into.
+// into its own (see ForwardSlots).
 template <bool kGuarded>
 ZETDIP_ALWAYS_INLINE void Forward(const double* x, int nLength, int nOdd, double* out) {
-    const Idx n = nLength;
-    const Idx nL = (n + nOdd) / 2;
-    const Idx nH = nL - nOdd;
-    const Idx nE = n - nOdd;
+    const ForwardSlots slots(nLength, nOdd);
+    const auto [n, nL, nH, nE, nLowEnd, nHighBegin, nHighEnd] = slots;
+    (void)nH;
     auto add = [&](Idx nSlot, Idx i, double dTap) {
         if constexpr (kGuarded) {
             if (nSlot < 0 || nSlot >= n || i < 0 || i >= n) return;
         }
         out[nSlot] += dTap * x[i];
     };
-    const Idx nLowEnd = std::min(nL - 5, n - 1);
-    const Idx nHighBegin = std::max<Idx>(0, -nL);
-    const Idx nHighEnd = std::min(nH - 12, n - 1 - nL);
-    if constexpr (kGuarded) {
+    if constexpr (kGuarded)
         std::fill_n(out, std::max<Idx>(n, 0), 0.0);
-    } else {
-        std::fill_n(out, 4, 0.0);
-        for (Idx k = std::max<Idx>(4, nL - 4); k < nL; ++k) out[k] = 0.0;
-        for (Idx k = nL + std::max(nHighBegin, nHighEnd + 1); k < n; ++k) out[k] = 0.0;
-    }
+    else
+        slots.Zeroed([&](Idx nFrom, Idx nTo) {
+            for (Idx k = nFrom; k < nTo; ++k) out[k] = 0.0;
+        });
 
     for (int r = 0; r < 4; ++r)
         for (int t = 0; t < kAnalysisEdgeTaps[r]; ++t) add(r, t, kAnalysisEdge[r][t]);
@@ -209,36 +229,25 @@ constexpr int kPrefetchSteps = 4;
 
 // The unguarded forward body down columns, term for term, on nLanes
 // adjacent columns: in(i) gives input row i (nLanes values), out(s) output
-// row s. Every output row is written (no filling by the caller): a slot that
-// one row sums on its own is stored as 0.0 + its sum, which is what adding
-// the sum into a zeroed slot gives (-0 becomes +0), and the other slots are
-// zeroed first and then added into, row after row, as in the body. Rows are
+// row s. Every output row is written (no filling by the caller; see
+// ForwardSlots). Rows are
 // asked for in rising order but for a window: input rows 0 .. 10 at first,
 // rows 2k - 4 .. 2k + 4 at low row k, and the last eleven rows at the end.
 // With kPrefetch, the rows a few steps ahead are fetched early (in(i) then
 // is plain memory).
 template <bool kPrefetch, class In, class Out>
 ZETDIP_ALWAYS_INLINE void ForwardColumns(In in, Out out, int nLength, int nOdd, Idx nLanes) {
-    const Idx n = nLength;
-    const Idx nL = (n + nOdd) / 2;
-    const Idx nH = nL - nOdd;
-    const Idx nE = n - nOdd;
+    const ForwardSlots slots(nLength, nOdd);
+    const auto [n, nL, nH, nE, nLowEnd, nHighBegin, nHighEnd] = slots;
+    (void)nH;
     auto add = [&](Idx nSlot, Idx i, double dTap) {
         double* o = out(nSlot);
         const double* p = in(i);
         for (Idx l = 0; l < nLanes; ++l) o[l] += dTap * p[l];
     };
-    auto zero = [&](Idx nFrom, Idx nTo) {  // slots [nFrom, nTo)
+    slots.Zeroed([&](Idx nFrom, Idx nTo) {
         for (Idx k = nFrom; k < nTo; ++k) std::fill_n(out(k), nLanes, 0.0);
-    };
-    const Idx nLowEnd = std::min(nL - 5, n - 1);
-    const Idx nHighBegin = std::max<Idx>(0, -nL);
-    const Idx nHighEnd = std::min(nH - 12, n - 1 - nL);
-    // Edge rows (slots 0..3 and nL-4..nL-1, which may meet in short runs) and
-    // the high slots past the loop are added into.
-    zero(0, 4);
-    zero(std::max<Idx>(4, nL - 4), nL);
-    zero(nL + std::max(nHighBegin, nHighEnd + 1), n);
+    });
     for (int r = 0; r < 4; ++r)
         for (int t = 0; t < kAnalysisEdgeTaps[r]; ++t) add(r, t, kAnalysisEdge[r][t]);
 
