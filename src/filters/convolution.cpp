@@ -188,14 +188,18 @@ ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE __m256i SumBytes(const unsigned char* co
     return s;
 }
 
-// Sixteen 16-bit lanes as four vectors of doubles.
-ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE void WordsToDoubles(__m256i s, __m256d* d) {
-    const __m256i lo = _mm256_cvtepu16_epi32(_mm256_castsi256_si128(s));
-    const __m256i hi = _mm256_cvtepu16_epi32(_mm256_extracti128_si256(s, 1));
+// Two vectors of eight ints as four vectors of doubles.
+ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE void IntsToDoubles(__m256i lo, __m256i hi, __m256d* d) {
     d[0] = _mm256_cvtepi32_pd(_mm256_castsi256_si128(lo));
     d[1] = _mm256_cvtepi32_pd(_mm256_extracti128_si256(lo, 1));
     d[2] = _mm256_cvtepi32_pd(_mm256_castsi256_si128(hi));
     d[3] = _mm256_cvtepi32_pd(_mm256_extracti128_si256(hi, 1));
+}
+
+// Sixteen 16-bit lanes as four vectors of doubles.
+ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE void WordsToDoubles(__m256i s, __m256d* d) {
+    IntsToDoubles(_mm256_cvtepu16_epi32(_mm256_castsi256_si128(s)),
+                  _mm256_cvtepu16_epi32(_mm256_extracti128_si256(s, 1)), d);
 }
 
 // Sixteen samples of a group of nCount taps, summed in int lanes (bytes in
@@ -210,10 +214,7 @@ ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE void GroupSixteen(const T* const* p, int
             lo = _mm256_add_epi32(lo, LoadEight(p[t] + i));
             hi = _mm256_add_epi32(hi, LoadEight(p[t] + i + 8));
         }
-        d[0] = _mm256_cvtepi32_pd(_mm256_castsi256_si128(lo));
-        d[1] = _mm256_cvtepi32_pd(_mm256_extracti128_si256(lo, 1));
-        d[2] = _mm256_cvtepi32_pd(_mm256_castsi256_si128(hi));
-        d[3] = _mm256_cvtepi32_pd(_mm256_extracti128_si256(hi, 1));
+        IntsToDoubles(lo, hi, d);
     }
 }
 
@@ -237,26 +238,38 @@ ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE void StoreSixteen(T* p, const __m256d* s
     }
 }
 
+// Sixteen samples from three groups' sums: w[0] d[0] + w[1] d[1] + w[2] d[2],
+// then StoreSixteen. The sum may start from the first product rather than
+// from +0: the two differ only in the sign of a zero, which the clamp and
+// the truncation do not see.
+template <class T, bool kDivide, bool kOffset>
+ZETDIP_TARGET_AVX2 ZETDIP_ALWAYS_INLINE void StoreThreeGroups(T* p, const __m256d* w,
+                                                              const __m256d (*d)[4],
+                                                              __m256d divisor, __m256d offset,
+                                                              __m256d top) {
+    __m256d acc[4];
+    for (int j = 0; j < 4; ++j)
+        acc[j] =
+            _mm256_add_pd(_mm256_add_pd(_mm256_mul_pd(w[0], d[0][j]), _mm256_mul_pd(w[1], d[1][j])),
+                          _mm256_mul_pd(w[2], d[2][j]));
+    StoreSixteen<T, kDivide, kOffset>(p, acc, divisor, offset, top);
+}
+
 // The grouped sums for three groups of fixed sizes (the Gaussian's
 // corners, edges and centre: 4, 4, 1), sixteen samples at a time; sorted
-// holds the taps group after group. The sum may start from the first
-// product rather than from +0: the two differ only in the sign of a zero,
-// which the clamp and the truncation do not see.
+// holds the taps group after group.
 template <class T, bool kDivide, bool kOffset, int kSize0, int kSize1, int kSize2>
 ZETDIP_TARGET_AVX2 int GroupedFixedAvx2(T* pOut, const T* const* sorted, const double* pWeights,
                                         int n, __m256d divisor, __m256d offset, __m256d top) {
-    const __m256d w0 = _mm256_set1_pd(pWeights[0]), w1 = _mm256_set1_pd(pWeights[1]),
-                  w2 = _mm256_set1_pd(pWeights[2]);
+    const __m256d w[3] = {_mm256_set1_pd(pWeights[0]), _mm256_set1_pd(pWeights[1]),
+                          _mm256_set1_pd(pWeights[2])};
     int i = 0;
     for (; i + 16 <= n; i += 16) {
-        __m256d acc[4], d[4];
-        GroupSixteen<kSize0>(sorted, i, d);
-        for (int j = 0; j < 4; ++j) acc[j] = _mm256_mul_pd(w0, d[j]);
-        GroupSixteen<kSize1>(sorted + kSize0, i, d);
-        for (int j = 0; j < 4; ++j) acc[j] = _mm256_add_pd(acc[j], _mm256_mul_pd(w1, d[j]));
-        GroupSixteen<kSize2>(sorted + kSize0 + kSize1, i, d);
-        for (int j = 0; j < 4; ++j) acc[j] = _mm256_add_pd(acc[j], _mm256_mul_pd(w2, d[j]));
-        StoreSixteen<T, kDivide, kOffset>(pOut + i, acc, divisor, offset, top);
+        __m256d d[3][4];
+        GroupSixteen<kSize0>(sorted, i, d[0]);
+        GroupSixteen<kSize1>(sorted + kSize0, i, d[1]);
+        GroupSixteen<kSize2>(sorted + kSize0 + kSize1, i, d[2]);
+        StoreThreeGroups<T, kDivide, kOffset>(pOut + i, w, d, divisor, offset, top);
     }
     return i;
 }
@@ -281,24 +294,20 @@ template <bool kDivide, bool kOffset>
 ZETDIP_TARGET_AVX2 int GroupedBytesAvx2(unsigned char* pOut, const unsigned char* const* sorted,
                                         const double* pWeights, int n, __m256d divisor,
                                         __m256d offset, __m256d top) {
-    double dDivisor = 1.0, dOffset = 0.0;
-    _mm_store_sd(&dDivisor, _mm256_castpd256_pd128(divisor));
-    _mm_store_sd(&dOffset, _mm256_castpd256_pd128(offset));
+    const double dDivisor = _mm256_cvtsd_f64(divisor), dOffset = _mm256_cvtsd_f64(offset);
     const double dBound =
         255.0 *
             (4.0 * std::fabs(pWeights[0]) + 4.0 * std::fabs(pWeights[1]) + std::fabs(pWeights[2])) /
             std::fabs(kDivide ? dDivisor : 1.0) +
         std::fabs(dOffset);
-    double dTop = 0.0;
-    _mm_store_sd(&dTop, _mm256_castpd256_pd128(top));
-    if (!(dBound < 1024.0) || dTop != 255.0) return 0;
+    if (!(dBound < 1024.0) || _mm256_cvtsd_f64(top) != 255.0) return 0;
     auto ratio = [&](double w) { return static_cast<float>(kDivide ? w / dDivisor : w); };
     const __m256 a0 = _mm256_set1_ps(ratio(pWeights[0])), a1 = _mm256_set1_ps(ratio(pWeights[1])),
                  a2 = _mm256_set1_ps(ratio(pWeights[2])),
                  off = _mm256_set1_ps(static_cast<float>(dOffset)),
                  eps = _mm256_set1_ps(1.0f / 1024), top1 = _mm256_set1_ps(1.0f - 1.0f / 1024);
-    const __m256d w0 = _mm256_set1_pd(pWeights[0]), w1 = _mm256_set1_pd(pWeights[1]),
-                  w2 = _mm256_set1_pd(pWeights[2]);
+    const __m256d w[3] = {_mm256_set1_pd(pWeights[0]), _mm256_set1_pd(pWeights[1]),
+                          _mm256_set1_pd(pWeights[2])};
     int i = 0;
     for (; i + 16 <= n; i += 16) {
         const __m256i s0 = SumBytes<4>(sorted, i), s1 = SumBytes<4>(sorted + 4, i),
@@ -330,14 +339,12 @@ ZETDIP_TARGET_AVX2 int GroupedBytesAvx2(unsigned char* pOut, const unsigned char
                 nNear |=
                     _mm256_movemask_ps(_mm256_andnot_ps(_mm256_castsi256_ps(zero32[h]), near[h]));
             if (nNear != 0) {
-                __m256d acc[4], d[4];
-                WordsToDoubles(s0, d);
-                for (int j = 0; j < 4; ++j) acc[j] = _mm256_mul_pd(w0, d[j]);
-                WordsToDoubles(s1, d);
-                for (int j = 0; j < 4; ++j) acc[j] = _mm256_add_pd(acc[j], _mm256_mul_pd(w1, d[j]));
-                WordsToDoubles(s2, d);
-                for (int j = 0; j < 4; ++j) acc[j] = _mm256_add_pd(acc[j], _mm256_mul_pd(w2, d[j]));
-                StoreSixteen<unsigned char, kDivide, kOffset>(pOut + i, acc, divisor, offset, top);
+                __m256d d[3][4];
+                WordsToDoubles(s0, d[0]);
+                WordsToDoubles(s1, d[1]);
+                WordsToDoubles(s2, d[2]);
+                StoreThreeGroups<unsigned char, kDivide, kOffset>(pOut + i, w, d, divisor, offset,
+                                                                  top);
                 continue;
             }
         }
