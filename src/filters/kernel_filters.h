@@ -164,7 +164,7 @@ struct GaussRows {
 // rows y and y + 1 to make row y and keeps the rows above in its store, so
 // the high-pass image A = max(0, src - G1 src) is kept as two rows, and
 // output row y is written as soon as A's row y + 1 exists: the same values
-// as the whole-image steps, in six rows of scratch and the engines' stores.
+// as the whole-image steps, in five rows of scratch and the engines' stores.
 // pDst may be pSrc, as the rows of A that still need a source row are made
 // before the output row over it is written. Returns false, with nothing
 // written, when a kernel cannot be allocated; bStarted false when an
@@ -190,11 +190,10 @@ bool DifferenceOfGaussiansByRows(const T* pSrc, T* pDst, int nWidth, int nHeight
     T* const pBlur2 = rows.get() + 3 * w;  // G2 and G3 of A
     T* const pBlur3 = rows.get() + 4 * w;
     auto src = [&](int y) { return pSrc + static_cast<std::size_t>(y) * w; };
-    auto high = [&](int y) -> const T* { return rows.get() + static_cast<std::size_t>(y % 2) * w; };
+    auto high = [&](int y) { return rows.get() + static_cast<std::size_t>(y % 2) * w; };
     auto makeHigh = [&](int y) {
         g1.engine.Row(y, src, pBlur1);
-        T* pHigh = rows.get() + static_cast<std::size_t>(y % 2) * w;
-        SubtractClipped(src(y), pBlur1, pHigh, nWidth);
+        SubtractClipped(src(y), pBlur1, high(y), nWidth);
     };
     makeHigh(0);
     for (int y = 0; y < nHeight; ++y) {
