@@ -49,8 +49,9 @@ struct ForwardSlots {
 template <bool kGuarded>
 ZETDIP_ALWAYS_INLINE void Forward(const double* x, int nLength, int nOdd, double* out) {
     const ForwardSlots slots(nLength, nOdd);
-    const auto [n, nL, nH, nE, nLowEnd, nHighBegin, nHighEnd] = slots;
-    (void)nH;
+    // Plain copies: lambdas may not capture structured bindings in C++17.
+    const Idx n = slots.n, nL = slots.nL, nE = slots.nE, nLowEnd = slots.nLowEnd,
+              nHighBegin = slots.nHighBegin, nHighEnd = slots.nHighEnd;
     auto add = [&](Idx nSlot, Idx i, double dTap) {
         if constexpr (kGuarded) {
             if (nSlot < 0 || nSlot >= n || i < 0 || i >= n) return;
@@ -238,8 +239,9 @@ constexpr int kPrefetchSteps = 4;
 template <bool kPrefetch, class In, class Out>
 ZETDIP_ALWAYS_INLINE void ForwardColumns(In in, Out out, int nLength, int nOdd, Idx nLanes) {
     const ForwardSlots slots(nLength, nOdd);
-    const auto [n, nL, nH, nE, nLowEnd, nHighBegin, nHighEnd] = slots;
-    (void)nH;
+    // Plain copies: lambdas may not capture structured bindings in C++17.
+    const Idx n = slots.n, nL = slots.nL, nE = slots.nE, nLowEnd = slots.nLowEnd,
+              nHighBegin = slots.nHighBegin, nHighEnd = slots.nHighEnd;
     auto add = [&](Idx nSlot, Idx i, double dTap) {
         double* o = out(nSlot);
         const double* p = in(i);
